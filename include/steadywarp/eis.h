@@ -158,10 +158,10 @@ typedef struct is_crop_window {
 
 /** The crops along a frame's way. */
 typedef struct is_window_regions {
-    is_crop_window image_sensor_crop;  /**< done inside the image sensor */
-    is_crop_window eis_pre_crop_vIN;   /**< ahead of the stabilizer, seen on its input */
-    is_crop_window eis_pre_crop_vOUT;  /**< the same, seen on its output */
-    is_crop_window output_crop_fov;    /**< field of view of the output */
+    is_crop_window image_sensor_crop; /**< done inside the image sensor */
+    is_crop_window eis_pre_crop_vIN;  /**< ahead of the stabilizer, seen on its input */
+    is_crop_window eis_pre_crop_vOUT; /**< the same, seen on its output */
+    is_crop_window output_crop_fov;   /**< field of view of the output */
 } is_window_regions;
 
 /** When a frame was taken. */
@@ -174,12 +174,12 @@ typedef struct is_frame_times {
 
 /** Configuration of an instance, read during eis2_initialize() only. */
 typedef struct is_init_common_data {
-    uint32_t is_type;         /**< IS_TYPE_* */
-    uint32_t operation_mode;  /**< IS_OPT_* */
-    uint32_t deployment_type; /**< DEP_TYPE_* */
-    uint32_t output_width;    /**< pixels */
-    uint32_t output_height;   /**< pixels */
-    uint16_t frame_fps;       /**< nominal: 24, 30 or 60 */
+    uint32_t is_type;                     /**< IS_TYPE_* */
+    uint32_t operation_mode;              /**< IS_OPT_* */
+    uint32_t deployment_type;             /**< DEP_TYPE_* */
+    uint32_t output_width;                /**< pixels */
+    uint32_t output_height;               /**< pixels */
+    uint16_t frame_fps;                   /**< nominal: 24, 30 or 60 */
     bool do_virtual_upscale_in_transform; /**< the transform scales from crop to output size */
     bool force_split_grid_matrix;         /**< return the transform split in grid and matrix */
     bool unify_undistortion_grid;         /**< one undistortion grid for all sensors */
@@ -502,15 +502,13 @@ STEADYWARP_API uint32_t eis2_get_gyro_time_interval(eis_context* context,
 /** Deprecated: the gyro and lens-shift parts of eis2_get_time_intervals(), behind a line. */
 STEADYWARP_API uint32_t eis2_get_gyro_ois_time_interval(eis_context* context,
                                                         const is_frame_times* frame_times,
-                                                        uint32_t sensor_idx,
-                                                        is_time_interval* gyro,
+                                                        uint32_t sensor_idx, is_time_interval* gyro,
                                                         is_time_interval* ois);
 
 /* ---- The functions behind the names above; same arguments, same results ---------------------- */
 
 STEADYWARP_API uint32_t eis_internal_init(eis_context** context, const is_init_common_data* common,
-                                          const is_init_sensor_data* sensors,
-                                          uint32_t num_sensors);
+                                          const is_init_sensor_data* sensors, uint32_t num_sensors);
 STEADYWARP_API uint32_t eis_internal_destroy(eis_context** context);
 STEADYWARP_API uint32_t eis_internal_get_stabilization_margin_ex(const is_margin_query* query,
                                                                  is_margins* margins);
@@ -524,9 +522,9 @@ STEADYWARP_API uint32_t eis_internal_get_time_intervals(eis_context* context,
                                                         const is_frame_times* frame_times,
                                                         uint32_t sensor_idx,
                                                         is_time_intervals* intervals);
-STEADYWARP_API uint32_t eis_internal_get_gyro_samples_time_interval(
-    eis_context* context, const is_frame_times* frame_times, uint32_t sensor_idx,
-    is_time_interval* gyro);
+STEADYWARP_API uint32_t
+eis_internal_get_gyro_samples_time_interval(eis_context* context, const is_frame_times* frame_times,
+                                            uint32_t sensor_idx, is_time_interval* gyro);
 STEADYWARP_API uint32_t eis_internal_get_gyro_ois_samples_time_interval(
     eis_context* context, const is_frame_times* frame_times, uint32_t sensor_idx,
     is_time_interval* gyro, is_time_interval* ois);

@@ -76,11 +76,7 @@ typedef enum NcLibWarpGridExtrapolationType {
 } NcLibWarpGridExtrapolationType;
 
 /** Stages of the pipeline in which a frame's coordinates can be given. */
-enum {
-    DISTORTED_IMAGE_DOMAIN = 0,
-    UNDISTORTED_IMAGE_DOMAIN = 1,
-    STABILIZED_IMAGE_DOMAIN = 2
-};
+enum { DISTORTED_IMAGE_DOMAIN = 0, UNDISTORTED_IMAGE_DOMAIN = 1, STABILIZED_IMAGE_DOMAIN = 2 };
 
 #pragma pack(push, 4)
 

@@ -51,8 +51,14 @@ TEST(PointOutsidePolygon, AnswersForASquareAndItsBoundary) {
         bool outside;
     };
     constexpr Row kRows[] = {
-        {{5, 5}, false},  {{1, 9}, false}, {{-1, 5}, true}, {{11, 5}, true},
-        {{5, -0.5f}, true}, {{10, 5}, true}, {{0, 5}, true},  {{5, 0}, true},
+        {{5, 5}, false},
+        {{1, 9}, false},
+        {{-1, 5}, true},
+        {{11, 5}, true},
+        {{5, -0.5f}, true},
+        {{10, 5}, true},
+        {{0, 5}, true},
+        {{5, 0}, true},
         // The ray to the right runs along the lower side: the tilted ray decides.
         {{-3, 10}, true},
     };
@@ -62,15 +68,15 @@ TEST(PointOutsidePolygon, AnswersForASquareAndItsBoundary) {
                   row.outside)
             << row.point.x << ", " << row.point.y;
     }
-    EXPECT_TRUE(NcLibInternalIsPointCertainlyOnOrOutsideBoundaryOfPolygon(square.data(), 0, {5, 5},
-                                                                          10.0f));
+    EXPECT_TRUE(
+        NcLibInternalIsPointCertainlyOnOrOutsideBoundaryOfPolygon(square.data(), 0, {5, 5}, 10.0f));
 }
 
 TEST(PointOutsidePolygon, AVertexOnTheRayIsDecidedByTheTiltedRay) {
     // A diamond: the level ray from inside meets the right vertex.
     const std::vector<Point> diamond = {{0, -5}, {5, 0}, {0, 5}, {-5, 0}};
-    EXPECT_FALSE(NcLibInternalIsPointCertainlyOnOrOutsideBoundaryOfPolygon(diamond.data(), 4,
-                                                                           {0, 0}, 5.0f));
+    EXPECT_FALSE(
+        NcLibInternalIsPointCertainlyOnOrOutsideBoundaryOfPolygon(diamond.data(), 4, {0, 0}, 5.0f));
     EXPECT_TRUE(NcLibInternalIsPointCertainlyOnOrOutsideBoundaryOfPolygon(diamond.data(), 4,
                                                                           {-9, 0}, 5.0f));
 }

@@ -66,8 +66,8 @@ void NcLibChipInfo::GetNcLibVersion(char* text, uint32_t size) {
 }
 
 void PrintNcLibVersion() {
-    Zelm::Log::LogSystem(Zelm::Log::kGroupCore, Zelm::Log::Level::kDebug,
-                         "NcLib version: %d.%d.%d", kVersionMajor, kVersionMinor, kVersionPatch);
+    Zelm::Log::LogSystem(Zelm::Log::kGroupCore, Zelm::Log::Level::kDebug, "NcLib version: %d.%d.%d",
+                         kVersionMajor, kVersionMinor, kVersionPatch);
 }
 
 uint32_t NcLibGetIpeIcaVersion() {
