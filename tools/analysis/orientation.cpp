@@ -10,7 +10,7 @@ OrientationTrack::OrientationTrack(std::span<const GyroSample> gyro,
     Vector3 angle{};
     Vector3 rate_before{};
     for (size_t i = 0; i < gyro.size(); ++i) {
-        const Vector3 rate = apply(device_to_camera, gyro[i].rate);
+        const Vector3 rate = map_axes(device_to_camera, gyro[i].rate);
         const double half_step =
             i == 0 ? 0.0 : static_cast<double>(gyro[i].t_us - gyro[i - 1].t_us) * 0.5e-6;
         for (size_t axis = 0; axis < 3; ++axis) {

@@ -75,7 +75,7 @@ CLI::App* add_stabilize(CLI::App& app, StabilizeOptions& options) {
 }
 
 int run(int argc, char** argv) {
-    CLI::App app("Electronic image stabilizer at the command line.");
+    CLI::App app("Electronic image stabilizer at the command line.", "steadywarp");
     StabilizeOptions options;
     CLI::App* const command = add_stabilize(app, options);
     app.set_version_flag("--version", version_text());

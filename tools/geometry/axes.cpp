@@ -26,7 +26,7 @@ constexpr MountRow kMountRows[] = {
 
 }  // namespace
 
-Vector3 apply(const AxisMap& map, const Vector3& v) {
+Vector3 map_axes(const AxisMap& map, const Vector3& v) {
     Vector3 out{};
     for (size_t i = 0; i < 3; ++i) {
         out[i] = map.sign[i] * v[map.source[i]];

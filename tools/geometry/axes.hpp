@@ -23,7 +23,7 @@ struct AxisMap {
 };
 
 /// Apply a map to a vector.
-Vector3 apply(const AxisMap& map, const Vector3& v);
+Vector3 map_axes(const AxisMap& map, const Vector3& v);
 
 /// Undo a map.
 AxisMap inverse(const AxisMap& map);

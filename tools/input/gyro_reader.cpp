@@ -61,7 +61,7 @@ std::optional<Fault> add_row(GyroRecording& recording, int64_t t_us,
         ++recording.repeated_stamps;
         return std::nullopt;
     }
-    recording.samples.push_back({t_us, apply(scale.axes, rate)});
+    recording.samples.push_back({t_us, map_axes(scale.axes, rate)});
     return std::nullopt;
 }
 

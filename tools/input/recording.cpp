@@ -37,7 +37,7 @@ void to_device_axes(GyroRecording& recording, const AxisMap& device_to_camera) {
     }
     const AxisMap to_device = inverse(device_to_camera);
     for (GyroSample& sample : recording.samples) {
-        sample.rate = apply(to_device, sample.rate);
+        sample.rate = map_axes(to_device, sample.rate);
     }
     recording.in_camera_axes = false;
 }

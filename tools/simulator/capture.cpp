@@ -27,7 +27,7 @@ Result<Capture> simulate_capture(const Motion& motion, const CaptureTiming& timi
         // Stamps are whole microseconds; the rate is that of the stamp, not of the ideal time.
         const auto since_start = std::llround((i / timing.gyro_hz - kLeadSeconds) * 1e6);
         const Vector3 rate = motion.body_rate(static_cast<double>(since_start) * 1e-6);
-        out.gyro.samples.push_back({timing.start_us + since_start, apply(to_device, rate)});
+        out.gyro.samples.push_back({timing.start_us + since_start, map_axes(to_device, rate)});
     }
     return out;
 }
