@@ -6,6 +6,7 @@
 
 #include "analysis/high_pass.hpp"
 #include "analysis/orientation.hpp"
+#include "command/interrupt.hpp"
 #include "command/progress.hpp"
 #include "command/recording_source.hpp"
 #include "output/staged_files.hpp"
@@ -85,7 +86,7 @@ class Run {
         write_grids_header(outputs_.grids);
         const FrameSpan& span = source_.inside;
         Progress progress(span.end - span.first);
-        for (size_t i = span.first; i < span.end; ++i) {
+        for (size_t i = span.first; i < span.end && !was_interrupted(); ++i) {
             one_frame(source_.frames.frames[i]);
             progress.step(i + 1 - span.first);
         }
@@ -166,12 +167,16 @@ int stabilize(const StabilizeOptions& options) {
                        "expected a camera that the library accepts; its log lines above tell what "
                        "it refused"});
     }
+    note_interrupts();
     Outputs outputs(options.out);
     if (auto fault = outputs.open()) {
         return report(*fault);
     }
     Run run(source, *stabilizer, outputs);
     run.all_frames();
+    if (was_interrupted()) {
+        return kExitStopped;
+    }
     const Summary summary = run.summary(options);
     const std::string json = summary_json(summary);
     std::fwrite(json.data(), 1, json.size(), outputs.summary);

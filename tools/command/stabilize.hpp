@@ -29,7 +29,8 @@ struct StabilizeOptions {
 /// Run the command: results into the folder, the summary to standard output, one line about bad
 /// input to standard error.
 ///
-/// @return an exit status. On bad input nothing is written.
+/// @return an exit status, kExitStopped after an interrupt. On bad input and after an interrupt
+/// nothing is left behind.
 int stabilize(const StabilizeOptions& options);
 
 }  // namespace steadywarp::tool

@@ -41,11 +41,18 @@ std::optional<Fault> StagedFiles::open() {
 }
 
 std::FILE* StagedFiles::add(const std::string& name, std::optional<Fault>& fault) {
+    struct stat status {};
+    const std::string path = folder_ + "/" + name;
+    if (stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) {
+        // Found now, not when its neighbours have their names already.
+        fault = Fault{path, 0, "expected no folder of this name"};
+        return nullptr;
+    }
     // The process id keeps two runs into one folder apart.
     std::string staged = folder_ + "/." + name + "." + std::to_string(getpid()) + ".tmp";
     std::unique_ptr<std::FILE, CloseFile> file(std::fopen(staged.c_str(), "wb"));
     if (!file) {
-        fault = fault_with_reason(folder_ + "/" + name);
+        fault = fault_with_reason(path);
         return nullptr;
     }
     entries_.push_back({name, std::move(staged), std::move(file)});
