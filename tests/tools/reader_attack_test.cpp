@@ -111,8 +111,8 @@ TEST(DamagedInput, CutAtEveryByte) {
 TEST(DamagedInput, BytesReplacedDoubledAndRemoved) {
     constexpr uint64_t kSeed = 20240607;
     SCOPED_TRACE(kSeed);
-    constexpr std::string_view kBytes = "\0\n\r ,;=[]\\.-+eEnaif0123456789\xFF\x80x";
-    const std::string bytes(kBytes.data(), kBytes.size());
+    using std::string_view_literals::operator""sv;
+    constexpr std::string_view kBytes = "\0\n\r ,;=[]\\.-+eEnaif0123456789\xFF\x80x"sv;
     Random random(kSeed);
     for (const auto& reader : kReaders) {
         size_t refused = 0;
@@ -121,7 +121,7 @@ TEST(DamagedInput, BytesReplacedDoubledAndRemoved) {
             std::string text = reader.text;
             for (uint64_t hits = 1 + random.next() % 4; hits > 0; --hits) {
                 const size_t at = random.next() % text.size();
-                const char byte = bytes[random.next() % bytes.size()];
+                const char byte = kBytes[random.next() % kBytes.size()];
                 switch (random.next() % 3) {
                     case 0:
                         text[at] = byte;
