@@ -29,20 +29,25 @@ Matrix3 rotation_to_homography(const Camera& camera, const Vec3<double>& angles,
     const double r21 = cos_x * sin_y * sin_z - sin_x * cos_z;
     const double r22 = cos_x * cos_y;
 
-    // K R, then K^-1 from the right, whose last column is (-cx / fx, -cy / fy, 1).
-    const double m00 = fx * r00 + cx * r20;
-    const double m01 = fx * r01 + cx * r21;
-    const double m02 = fx * r02 + cx * r22;
-    const double m10 = fy * r10 + cy * r20;
-    const double m11 = fy * r11 + cy * r21;
-    const double m12 = fy * r12 + cy * r22;
-    const double inv_fx = 1.0 / fx;
-    const double inv_fy = 1.0 / fy;
-    const double to_center_x = cx * inv_fx;
-    const double to_center_y = cy * inv_fy;
-    return {m00 * inv_fx, m01 * inv_fy, m02 - m00 * to_center_x - m01 * to_center_y,
-            m10 * inv_fx, m11 * inv_fy, m12 - m10 * to_center_x - m11 * to_center_y,
-            r20 * inv_fx, r21 * inv_fy, r22 - r20 * to_center_x - r21 * to_center_y};
+    // About the optical centre: diag(fx, fy, 1) R diag(1 / fx, 1 / fy, 1).
+    const double g00 = r00;
+    const double g01 = r01 * (fx / fy);
+    const double g02 = r02 * fx;
+    const double g10 = r10 * (fy / fx);
+    const double g11 = r11;
+    const double g12 = r12 * fy;
+    const double g20 = r20 / fx;
+    const double g21 = r21 / fy;
+    const double g22 = r22;
+
+    // From and to the corner: T(center) G T(-center). No turn gives the identity to the last bit.
+    const double h00 = g00 + cx * g20;
+    const double h01 = g01 + cx * g21;
+    const double h10 = g10 + cy * g20;
+    const double h11 = g11 + cy * g21;
+    return {h00, h01, g02 + cx * g22 - h00 * cx - h01 * cy,
+            h10, h11, g12 + cy * g22 - h10 * cx - h11 * cy,
+            g20, g21, g22 - g20 * cx - g21 * cy};
 }
 
 }  // namespace steadywarp
