@@ -55,7 +55,8 @@ TEST(Stream, RunsWithoutAWord) {
     EXPECT_EQ(grid.numColumns, 35u);
     EXPECT_EQ(grid.extrapolateType, EXTRAPOLATION_TYPE_EXTRA_POINT_ALONG_PERIMETER);
     EXPECT_EQ(grid.transformDefinedOn.widthPixels, kWidth);
-    EXPECT_EQ(grid.grid, session.memory.distortion_grid.data());
+    // A packed record: its pointer is copied out before a reference is taken.
+    EXPECT_EQ(+grid.grid, session.memory.distortion_grid.data());
     const NcLibWarp& transform = out.stabilization_transform;
     EXPECT_FALSE(transform.grid.enable);
     EXPECT_EQ(transform.direction, uint32_t{OUT_2_IN});

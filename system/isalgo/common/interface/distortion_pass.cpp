@@ -39,11 +39,15 @@ FrameTiming frame_timing(const is_frame_times& times, const is_crop_window& crop
     const float skew = static_cast<float>(times.sensor_rolling_shutter_skew);
     const float readout = skew * crop.windowHeight / crop.fullHeight;
     const float above_crop = skew * crop.windowTop / crop.fullHeight;
-    // The frame's middle row is seen half way through its exposure.
-    const int64_t to_middle = cut_to_i64(static_cast<double>(above_crop)) -
-                              cut_to_i64(times.exposure_time * 0.5) +
-                              cut_to_i64(static_cast<double>(readout * 0.5f)) + s3d_offset;
-    const double middle = static_cast<double>(moved_us(times.sof, to_middle));
+    // The frame's middle row is seen half way through its exposure. A window of nonsense makes the
+    // sum wrap like the clock.
+    uint64_t middle_us = times.sof;
+    for (const int64_t step :
+         {cut_to_i64(static_cast<double>(above_crop)), -cut_to_i64(times.exposure_time * 0.5),
+          cut_to_i64(static_cast<double>(readout * 0.5f)), int64_t{s3d_offset}}) {
+        middle_us = static_cast<uint64_t>(moved_us(middle_us, step));
+    }
+    const double middle = static_cast<double>(static_cast<int64_t>(middle_us));
     const double half_readout = static_cast<double>(readout) * 0.5;
     FrameTiming timing{};
     timing.first_ts = cut_to_u64(middle - half_readout);
