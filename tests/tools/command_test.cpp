@@ -152,11 +152,16 @@ TEST_F(Command, SteadiesTheBuiltInWalk) {
     EXPECT_EQ(json["gyro"]["gaps"], 0);
     const Json& fast = json["orientation_rms"][1];
     EXPECT_EQ(fast["above_hz"], 2.0);
+    // About y the walk also turns, and following the turn costs some steadiness.
+    constexpr double kLargestRatio[3] = {0.2, 0.5, 0.2};
     for (size_t axis = 0; axis < 3; ++axis) {
         // Shake of 0.06 rad/s from 1 to 9 Hz is some milliradians of angle above 2 Hz.
         EXPECT_GT(fast["before_rad"][axis], 1e-3);
-        EXPECT_LT(fast["ratio"][axis], 0.3);
+        EXPECT_LT(fast["ratio"][axis], kLargestRatio[axis]);
     }
+    // The shake of a hand fits into the margin.
+    EXPECT_LT(json["crop_corners"]["largest_overshoot_px"], 0.0);
+    EXPECT_EQ(json["crop_corners"]["frames_outside_input"], 0);
     // Every row has as many cells as the header.
     std::ifstream warps(folder_ / "out/warps.csv");
     for (std::string line; std::getline(warps, line);) {

@@ -158,6 +158,10 @@ TEST(FramesReader, FillsEmptyCellsAndTellsThePeriod) {
     ASSERT_EQ(even.value().frames.size(), 4u);
     EXPECT_EQ(even.value().frames[3].sof_us, 101000);
     EXPECT_EQ(even.value().frames[1].sof_us, 34333);
+    EXPECT_EQ(even.value().frames[1].exposure_us, 1u);
+    // An exposure that nobody knows is 10 ms, but leaves half of the frame time.
+    EXPECT_EQ(make_even_frames(0, 100000, 30.0, {}).value().frames[0].exposure_us, 10000u);
+    EXPECT_EQ(make_even_frames(0, 100000, 100.0, {}).value().frames[0].exposure_us, 5000u);
 }
 
 TEST(FramesReader, NamesFileLineAndExpectation) {

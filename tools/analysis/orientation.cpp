@@ -48,8 +48,8 @@ Vector3 correction_angles(const std::array<float, 9>& matrix, const Camera& came
                           uint32_t sensor_idx) {
     const is_init_sensor_data& sensor = camera.sensors[sensor_idx];
     const double f = focal_length_px(sensor);
-    const double cx = sensor.optical_center_x;
-    const double cy = sensor.optical_center_y;
+    const auto cx = static_cast<double>(sensor.optical_center_x);
+    const auto cy = static_cast<double>(sensor.optical_center_y);
     double upscale = 1.0;
     if (camera.common.do_virtual_upscale_in_transform) {
         uint32_t crop_width = 0;
@@ -62,7 +62,7 @@ Vector3 correction_angles(const std::array<float, 9>& matrix, const Camera& came
     }
     Matrix3 m{};
     for (size_t i = 0; i < 9; ++i) {
-        m[i] = double{matrix[i]} / (i % 3 == 2 ? 1.0 : upscale);
+        m[i] = static_cast<double>(matrix[i]) / (i % 3 == 2 ? 1.0 : upscale);
     }
     const Matrix3 k = {f, 0, cx, 0, f, cy, 0, 0, 1};
     const Matrix3 k_inverse = {1 / f, 0, -cx / f, 0, 1 / f, -cy / f, 0, 0, 1};

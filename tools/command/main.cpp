@@ -54,7 +54,7 @@ CLI::App* add_stabilize(CLI::App& app, StabilizeOptions& options) {
         ->type_name("RATE");
     command
         ->add_option("--exposure-us", options.exposure_us,
-                     "Exposure where none is recorded [10000]")
+                     "Exposure where none is recorded [10000, at most half the period]")
         ->check(CLI::Range(0u, 1000000u))
         ->type_name("US");
     command

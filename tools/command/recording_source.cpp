@@ -18,7 +18,7 @@ std::optional<Fault> simulate(const StabilizeOptions& options, RecordingSource& 
     CaptureTiming timing;
     timing.fps = options.fps.value_or(kDefaultFps);
     timing.gyro_hz = source.camera.sensors[0].tuning.top.gyro_frequency;
-    timing.frame.exposure_us = options.exposure_us.value_or(timing.frame.exposure_us);
+    timing.frame.exposure_us = options.exposure_us;
     timing.frame.readout_us = options.readout_us.value_or(timing.frame.readout_us);
     if (!(timing.gyro_hz >= 10.0 && timing.gyro_hz <= 1e5)) {
         return Fault{options.camera, 0, "expected a gyro_frequency from 10 to 100000 to simulate"};
@@ -43,7 +43,7 @@ std::optional<Fault> load_files(const StabilizeOptions& options, RecordingSource
     source.gyro = std::move(gyro.value());
     to_device_axes(source.gyro, camera_axes(source.camera.sensors[0]));
     FrameDefaults defaults;
-    defaults.exposure_us = options.exposure_us.value_or(defaults.exposure_us);
+    defaults.exposure_us = options.exposure_us;
     defaults.readout_us = options.readout_us.value_or(source.gyro.readout_us.value_or(0));
     Result<FrameSequence> frames =
         options.frames.empty()

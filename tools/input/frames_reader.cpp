@@ -10,6 +10,8 @@ namespace steadywarp::tool {
 namespace {
 
 constexpr uint32_t kLongestExposure = 1000000;
+constexpr uint32_t kUsualExposure = 10000;
+constexpr uint32_t kUnrecorded = UINT32_MAX;
 constexpr uint32_t kSingleFramePeriod = 33333;
 constexpr double kMostFrames = 1e7;
 
@@ -18,6 +20,7 @@ std::optional<uint32_t> parse_duration(std::string_view cell, uint32_t otherwise
     return cell.empty() ? std::optional(otherwise) : parse_u32(cell);
 }
 
+/// Read one row; an exposure that was not recorded is kUnrecorded.
 Result<Frame> parse_row(std::string_view line, const FrameDefaults& defaults) {
     const auto cells = split(line, ',');
     const auto expected = [](const std::string& what, std::string_view found) {
@@ -31,7 +34,7 @@ Result<Frame> parse_row(std::string_view line, const FrameDefaults& defaults) {
     }
     const auto id = parse_u32(cells[0]);
     const auto sof = parse_i64(cells[1]);
-    const auto exposure = parse_duration(cells[2], defaults.exposure_us);
+    const auto exposure = parse_duration(cells[2], kUnrecorded);
     const auto readout = parse_duration(cells[3], defaults.readout_us);
     if (!id) {
         return expected("a frame number from 0 to 4294967295", cells[0]);
@@ -39,7 +42,7 @@ Result<Frame> parse_row(std::string_view line, const FrameDefaults& defaults) {
     if (!sof || *sof < -kLatestTime || *sof > kLatestTime) {
         return expected("sof_us as integer microseconds", cells[1]);
     }
-    if (!exposure || *exposure > kLongestExposure) {
+    if (!exposure || (!cells[2].empty() && *exposure > kLongestExposure)) {
         return expected("exposure_us from 0 to 1000000 or nothing", cells[2]);
     }
     if (!readout) {
@@ -59,6 +62,10 @@ uint32_t median_period(const std::vector<Frame>& frames) {
     const auto middle = steps.begin() + static_cast<std::ptrdiff_t>(steps.size() / 2);
     std::nth_element(steps.begin(), middle, steps.end());
     return static_cast<uint32_t>(std::min<int64_t>(*middle, UINT32_MAX));
+}
+
+uint32_t usual_exposure(const FrameDefaults& defaults, uint32_t period_us) {
+    return defaults.exposure_us.value_or(std::min(kUsualExposure, period_us / 2));
 }
 
 std::string too_slow(uint32_t readout_us, uint32_t period_us) {
@@ -97,6 +104,9 @@ Result<FrameSequence> parse_frames(std::string_view text, const std::string& pat
     }
     out.period_us = median_period(out.frames);
     for (size_t i = 0; i < lines.size(); ++i) {
+        if (out.frames[i].exposure_us == kUnrecorded) {
+            out.frames[i].exposure_us = usual_exposure(defaults, out.period_us);
+        }
         if (out.frames[i].readout_us >= out.period_us) {
             return Fault{path, lines[i], too_slow(out.frames[i].readout_us, out.period_us)};
         }
@@ -124,10 +134,11 @@ Result<FrameSequence> make_even_frames(int64_t first_us, int64_t last_us, double
     if (defaults.readout_us >= out.period_us) {
         return Fault{{}, 0, too_slow(defaults.readout_us, out.period_us)};
     }
+    const uint32_t exposure_us = usual_exposure(defaults, out.period_us);
     out.frames.reserve(static_cast<size_t>(count));
     for (uint32_t i = 0; i < static_cast<uint32_t>(count); ++i) {
         out.frames.push_back(
-            {i, first_us + std::llround(i * period), defaults.exposure_us, defaults.readout_us});
+            {i, first_us + std::llround(i * period), exposure_us, defaults.readout_us});
     }
     return out;
 }

@@ -3,6 +3,7 @@
 /// Frame times, from a file or made up at an even rate.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -13,7 +14,8 @@ namespace steadywarp::tool {
 
 /// What a frame takes where its own value was not recorded.
 struct FrameDefaults {
-    uint32_t exposure_us = 10000;
+    /// Nothing: 10000, or half the frame period if that is less.
+    std::optional<uint32_t> exposure_us;
     uint32_t readout_us = 0;  ///< 0: a global shutter
 };
 

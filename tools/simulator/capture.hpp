@@ -14,7 +14,7 @@ struct CaptureTiming {
     double seconds = 10.0;       ///< time covered by frames
     double fps = 30.0;
     double gyro_hz = 500.0;
-    FrameDefaults frame = {10000, 25000};
+    FrameDefaults frame = {std::nullopt, 25000};
 };
 
 /// A simulated recording.

@@ -18,7 +18,8 @@ NcLibWarpGridCoord to_input(const FrameWarp& warp, NcLibWarpGridCoord point, uin
                             uint32_t height) {
     Matrix3 m{};
     std::copy(warp.stabilization.begin(), warp.stabilization.end(), m.begin());
-    const Vector3 image = multiply(m, Vector3{double{point.x}, double{point.y}, 1.0});
+    const Vector3 image =
+        multiply(m, Vector3{static_cast<double>(point.x), static_cast<double>(point.y), 1.0});
     const double x = image[0] / image[2];
     const double y = image[1] / image[2];
     // Nodes 1 to 33 and 1 to 25 span the frame from edge to edge in 32 by 24 cells, so the centre
@@ -36,8 +37,8 @@ NcLibWarpGridCoord to_input(const FrameWarp& warp, NcLibWarpGridCoord point, uin
             part(node[EIS_GRID_COLUMNS]) * (1.0 - u) + part(node[EIS_GRID_COLUMNS + 1]) * u;
         return static_cast<float>(top * (1.0 - v) + bottom * v);
     };
-    return {blend([](const NcLibWarpGridCoord& p) { return double{p.x}; }),
-            blend([](const NcLibWarpGridCoord& p) { return double{p.y}; })};
+    return {blend([](const NcLibWarpGridCoord& p) { return static_cast<double>(p.x); }),
+            blend([](const NcLibWarpGridCoord& p) { return static_cast<double>(p.y); })};
 }
 
 double corner_overshoot(const FrameWarp& warp, const Camera& camera,
@@ -57,8 +58,9 @@ double corner_overshoot(const FrameWarp& warp, const Camera& camera,
         for (const float down : {-1.0f, 1.0f}) {
             const NcLibWarpGridCoord p = to_input(warp, {right * half_width, down * half_height},
                                                   sensor.input_width, sensor.input_height);
-            worst = std::max({worst, std::abs(double{p.x}) - (sensor.input_width - 1.0) * 0.5,
-                              std::abs(double{p.y}) - (sensor.input_height - 1.0) * 0.5});
+            worst = std::max(
+                {worst, std::abs(static_cast<double>(p.x)) - (sensor.input_width - 1.0) * 0.5,
+                 std::abs(static_cast<double>(p.y)) - (sensor.input_height - 1.0) * 0.5});
         }
     }
     return worst;
