@@ -236,6 +236,30 @@ TEST(Physics, UndistortedAlignmentTakesAFrameToTheOneBefore) {
     EXPECT_LT(worst, 0.5);
 }
 
+TEST(Physics, AlignmentOfARollTurnsAboutTheOpticalCentre) {
+    // A roll by a known angle leaves the centre where it is; half a pixel beside it a point would
+    // move by 0.017 px.
+    Instance instance(valid_common(), {Rig::sensor(1000, 0, 180)});
+    Stream stream(instance.get());
+    stream.samples =
+        sampled(constant_rate(0.0, 0.0, -1.0), kStartUs - 200000, kStartUs + 500000, 1000);
+    OutputMemory memory;
+    for (uint32_t f = 0; f < 3; ++f) {
+        ASSERT_EQ(stream.frame(kStartUs + f * kFrameUs, memory).process_status, EIS_SUCCESS);
+    }
+    const double angle = kFrameUs * 1e-6;
+    const double cx = (kWidth - 1.0) / 2.0;
+    const double cy = (kHeight - 1.0) / 2.0;
+    for (const Pixel& p : {Pixel{cx, cy}, Pixel{cx + 100, cy}, Pixel{100, 1000}}) {
+        // The camera turned clockwise, so the frame before saw the point further clockwise.
+        const Pixel truth = {cx + std::cos(angle) * (p.x - cx) - std::sin(angle) * (p.y - cy),
+                             cy + std::sin(angle) * (p.x - cx) + std::cos(angle) * (p.y - cy)};
+        const Pixel got = through_matrix(memory.output.alignment_matrix_domain_undistorted, p);
+        EXPECT_NEAR(got.x, truth.x, 0.003);
+        EXPECT_NEAR(got.y, truth.y, 0.003);
+    }
+}
+
 // Remove everything below `cut_hz` by taking the transform's bins out; the mean goes too.
 double rms_above(const std::vector<double>& values, double rate_hz, double cut_hz) {
     const size_t n = values.size();
