@@ -211,6 +211,28 @@ TEST(Stream, RefusesBadFramesAndGoesOn) {
     EXPECT_EQ(count_of(next, "Invalid SW flow out of order execution call"), 1u) << next;
 }
 
+TEST(Stream, SaysWhichSamplesNobodyAskedFor) {
+    for (const bool opens : {true, false}) {
+        Session fresh;
+        if (!opens) {
+            fresh.run(0, 1);
+        }
+        is_frame_times times = fresh.stream.times;
+        times.sof = sof(1);
+        is_time_intervals intervals{};
+        eis2_get_time_intervals(fresh.instance.get(), &times, 0, &intervals);
+        is_input input = fresh.stream.input_for(sof(1), intervals.gyro);
+        input.ois = input.ifovc = {input.gyro.samples, 2};
+        const std::string log = log_of([&] {
+            EXPECT_EQ(eis2_process(fresh.instance.get(), &input, &fresh.memory.output),
+                      EIS_SUCCESS);
+        });
+        EXPECT_EQ(count_of(log, "received (2) OIS samples but sensor #0 has no OIS module"),
+                  opens ? 1u : 0u);
+        EXPECT_EQ(count_of(log, "Sensor #0 is disabled but 2 samples were received"), 1u) << log;
+    }
+}
+
 TEST(Stream, WantsItsOutputMemory) {
     Session session;
     session.memory.output.alignment_matrix_domain_undistorted.perspMatrices = nullptr;

@@ -3,10 +3,13 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstring>
 #include <vector>
 
+#include "interface/device_rotation.hpp"
 #include "sensors/bias_estimator.hpp"
+#include "sensors/mid_point_orientation.hpp"
 #include "support/records.hpp"
 #include "support/stream.hpp"
 #include "validation/frame_validation.hpp"
@@ -128,6 +131,48 @@ TEST(Context, CountsDroppedFramesAndFocus) {
     EXPECT_EQ(newest().readout_duration, 12000u);
     EXPECT_EQ(newest().first_ts, 2145999u);
     EXPECT_EQ(newest().last_ts, 2157999u);
+}
+
+TEST(DeviceRotation, TakesAPointFromOneMomentToAnother) {
+    is_init_sensor_data tele = valid_sensor();
+    tele.tuning.general.focal_length = 3000;
+    Instance instance(valid_common(), {valid_sensor(), tele});
+    Stream stream(instance.get());
+    // The device turns so that the camera looks to its right at 0.1 rad/s.
+    stream.samples = sampled(constant_rate(0.0, -0.1, 0.0), 1000000, 6000000, 2000);
+    OutputMemory memory;
+    stream.frame(2000000, memory);
+    stream.frame(2033333, memory);
+    NcLibPerspTransformSingle matrix{};
+    NcLibWarpMatrices out{};
+    out.perspMatrices = &matrix;
+    const device_moment now = {centred_windows(), 2030000, 0};
+    ASSERT_EQ(get_device_rotation_delta(*instance.get(), now, now, out), EIS_SUCCESS);
+    for (int i = 0; i < 9; ++i) {
+        EXPECT_NEAR(matrix.T[i], i % 4 == 0 ? 1.0f : 0.0f, 1e-9) << i;
+    }
+    EXPECT_EQ(out.transformDefinedOn.widthPixels, kWidth);
+    // 20 ms earlier the camera looked 2 mrad to the left: the centre was seen further right.
+    const device_moment before = {centred_windows(), 2010000, 0};
+    ASSERT_EQ(get_device_rotation_delta(*instance.get(), before, now, out), EIS_SUCCESS);
+    EXPECT_NEAR(matrix.T[2] / matrix.T[8], 1500.0 * std::tan(0.002), 1e-3);
+    EXPECT_NEAR(matrix.T[5] / matrix.T[8], 0.0, 1e-3);
+    // The tele camera sees it twice as far off.
+    const device_moment tele_before = {centred_windows(), 2010000, 1};
+    ASSERT_EQ(get_device_rotation_delta(*instance.get(), tele_before, now, out), EIS_SUCCESS);
+    EXPECT_NEAR(matrix.T[2] / matrix.T[8], 3000.0 * std::tan(0.002), 2e-3);
+    EXPECT_NEAR(matrix.T[0], 2.0, 1e-5);
+    // A moment that the samples do not reach.
+    const device_moment later = {centred_windows(), 2500000, 0};
+    const std::string log = log_of([&] {
+        EXPECT_EQ(get_device_rotation_delta(*instance.get(), now, later, out), EIS_ERROR_GENERAL);
+    });
+    EXPECT_EQ(count_of(log, "Failed to get MOF gyro sample: 2500000"), 1u) << log;
+    EXPECT_EQ(count_of(log,
+                       "DST: _samplers.gyro_interp failed for (dst_sensor_index, "
+                       "dst_mof_gyro_time, _prev_frame_id_dist_corr): 0, 2500000, 2"),
+              1u)
+        << log;
 }
 
 TEST(FrameTimes, TellDropsPausesAndSwitchesApart) {

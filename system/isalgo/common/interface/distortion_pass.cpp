@@ -131,6 +131,16 @@ void note_upstream_transform(const is_input_distortion_correction& input) {
     }
 }
 
+// Measure the rates of a stream that opens.
+void update_freq_first_frame(eis_context& context, const is_input_distortion_correction& input) {
+    context._samplers.gyro.update_frequency(input.gyro);
+    if (input.ois.num_elements != 0) {
+        EIS_ERR("IS0003",
+                "Input mismatch received (%u) OIS samples but sensor #%u has no OIS module",
+                input.ois.num_elements, input.active_sensor_idx);
+    }
+}
+
 // Keep this frame's output until the second pass asks for it.
 void store_output(eis_context& context, const is_output_distortion_correction& output) {
     StoredOutputRing* ring = context.distortion.grid_buffer.get();
@@ -244,7 +254,7 @@ uint32_t eis_internal_process_distortion_correction(eis_context* context,
         if (status != EIS_SUCCESS) {
             return EIS_ERROR_INVALID_INPUT;
         }
-        context->_samplers.gyro.update_frequency(input->gyro);
+        steadywarp::update_freq_first_frame(*context, *input);
     }
     const uint32_t status = steadywarp::is_valid_process_input_dist_corr(*context, *input, *output);
     if (status != EIS_SUCCESS) {

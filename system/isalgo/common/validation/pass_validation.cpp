@@ -55,6 +55,12 @@ bool is_valid_samples(const eis_context_samplers& samplers,
         EIS_ERR("IS0002", "Errors in gyro samples were found");
         ++errors;
     }
+    if (input.ifovc.num_elements != 0) {
+        EIS_ERR("IS0003",
+                "%s: frame_id %u : Sensor #%u is disabled but %u samples were received. Samples "
+                "will be ignored",
+                "iFOVC", input.frame_id, input.active_sensor_idx, input.ifovc.num_elements);
+    }
     if (errors != 0) {
         EIS_ERR("IS0002", "Frame id %u: Number of errors found: %u", input.frame_id, errors);
         return false;
