@@ -3,8 +3,8 @@
 
 #include <cmath>
 
+#include "filter/frame_records.hpp"
 #include "stabilizer/boundary.hpp"
-#include "stabilizer/frame_records.hpp"
 #include "stabilizer/grid.hpp"
 #include "stabilizer/row_search.hpp"
 #include "stabilizer/rsc_alpha.hpp"

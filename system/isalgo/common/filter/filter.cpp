@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "base/eis_log.hpp"
 #include "filter/breach_control.hpp"
-#include "interface/eis_log.hpp"
 #include "steadywarp/eis.h"
 
 namespace steadywarp {

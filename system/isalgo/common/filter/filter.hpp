@@ -11,9 +11,9 @@
 #include "base/ring_buffer.hpp"
 #include "base/vec3.hpp"
 #include "filter/filter_params.hpp"
+#include "filter/frame_records.hpp"
 #include "filter/smooth_blend.hpp"
 #include "sensors/camera.hpp"
-#include "stabilizer/frame_records.hpp"
 
 namespace steadywarp {
 

@@ -3,7 +3,7 @@
 
 #include <cmath>
 
-#include "interface/eis_log.hpp"
+#include "base/eis_log.hpp"
 #include "interface/warp_output.hpp"
 #include "sensors/mid_point_orientation.hpp"
 

@@ -3,10 +3,10 @@
 // the distortion grid and the alignment with the frame before.
 #include <algorithm>
 
+#include "base/eis_log.hpp"
 #include "base/numeric.hpp"
 #include "interface/context_check.hpp"
 #include "interface/eis_context.hpp"
-#include "interface/eis_log.hpp"
 #include "interface/stream_control.hpp"
 #include "interface/warp_output.hpp"
 #include "sensors/resampling.hpp"

@@ -2,7 +2,7 @@
 #include "interface/eis_context.hpp"
 
 #include "base/allocation.hpp"
-#include "interface/eis_log.hpp"
+#include "base/eis_log.hpp"
 #include "sensors/bias_estimator.hpp"
 
 namespace steadywarp {

@@ -2,10 +2,10 @@
 // Which sample times the coming frame needs. All times in microseconds.
 #include <algorithm>
 
+#include "base/eis_log.hpp"
 #include "base/numeric.hpp"
 #include "interface/context_check.hpp"
 #include "interface/eis_context.hpp"
-#include "interface/eis_log.hpp"
 #include "validation/frame_validation.hpp"
 #include "validation/pass_validation.hpp"
 

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <array>
 
+#include "base/eis_log.hpp"
 #include "base/numeric.hpp"
-#include "interface/eis_log.hpp"
 #include "steadywarp/eis.h"
 
 namespace steadywarp {

@@ -2,7 +2,7 @@
 #include "sensors/samplers.hpp"
 
 #include "base/allocation.hpp"
-#include "interface/eis_log.hpp"
+#include "base/eis_log.hpp"
 
 namespace steadywarp {
 namespace {

@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <memory>
 
+#include "base/guard.hpp"
 #include "base/vec3.hpp"
-#include "interface/guard.hpp"
 #include "sensors/gyro_handler.hpp"
 #include "sensors/scene_detection.hpp"
 #include "steadywarp/eis.h"

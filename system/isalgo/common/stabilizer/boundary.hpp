@@ -7,9 +7,9 @@
 
 #include "base/matrix3.hpp"
 #include "base/vec3.hpp"
+#include "filter/frame_records.hpp"
 #include "sensors/camera.hpp"
 #include "sensors/samplers.hpp"
-#include "stabilizer/frame_records.hpp"
 
 namespace steadywarp {
 

@@ -5,8 +5,8 @@
 #include <cmath>
 
 #include "base/allocation.hpp"
+#include "base/eis_log.hpp"
 #include "filter/breach_control.hpp"
-#include "interface/eis_log.hpp"
 #include "stabilizer/row_search.hpp"
 
 namespace steadywarp {

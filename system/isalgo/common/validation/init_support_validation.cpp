@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // What a configuration may ask for and this version of the library does not do yet. Each feature
 // that arrives takes its line away.
+#include "base/eis_log.hpp"
 #include "interface/eis_context.hpp"
-#include "interface/eis_log.hpp"
 #include "validation/init_validation.hpp"
 
 namespace steadywarp {

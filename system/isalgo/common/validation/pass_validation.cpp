@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "validation/pass_validation.hpp"
 
-#include "interface/eis_log.hpp"
+#include "base/eis_log.hpp"
 #include "validation/frame_validation.hpp"
 #include "validation/warp_input_validation.hpp"
 
