@@ -36,7 +36,6 @@ Filter::Filter(const Camera* cameras, const BlurMaskingParams* blur, uint32_t nu
       _alpha_kernel(make_alpha_kernel(blend.sigma)),
       _min_alpha_history(buffer_size),
       _alpha_history(buffer_size),
-      _num_sensors(num_sensors),
       _blend(blend),
       _blend_blur(blend_blur),
       _cameras(cameras) {
