@@ -179,11 +179,11 @@ uint32_t NonFutureLookingFilter_TimeVaryingWin::filter_core(const FrameRings& ri
         update_window(axis);
         double output = average(axis);
         if (is_starting()) {
-            const float fade =
-                kFade * (1.0f - static_cast<float>(_frame_counter) /
-                                    (static_cast<float>(_params.history_length) - 1.0f));
-            if (fade > 0.0f) {
-                output *= 1.0 - static_cast<double>(fade);
+            const float part = static_cast<float>(_frame_counter) /
+                               (static_cast<float>(_params.history_length) - 1.0f);
+            const double fade = kFade * static_cast<double>(1.0f - part);
+            if (fade > 0.0) {
+                output *= 1.0 - fade;
             }
         }
         _filtered[0][axis] = output;
