@@ -1,0 +1,322 @@
+# SPDX-License-Identifier: Apache-2.0
+"""Run the same streams through the model and through the library, and compare every output.
+
+usage: compare.py LIBRARY [-v] [PART-OF-NAME ...]
+
+One line per scenario: frames that came out, the largest difference of each field group in its
+unit, log lines compared. Exit status 1 on a mismatch.
+
+Tolerances. Integers, booleans, statuses and log lines are exact. The library keeps doubles until it
+narrows to singles, so a result may differ by the rounding of sums in another order, some 1e-13,
+which decides at most one last bit of a single:
+- matrices: MATRIX_ULPS last bits of each single; entries near zero are measured at FLOORS, what is
+  1e-4 of the entries that would move a corner by one pixel;
+- grids: GRID_ULPS last bits at the coordinate of the far corner, since a node is rounded there
+  before the centre is taken off;
+- the motion index: MOTION_ULPS, counted at no less than 1e-3 px.
+"""
+import ctypes
+import os
+import re
+import sys
+import tempfile
+import time
+from bisect import bisect_left, bisect_right
+from collections import Counter
+
+import records
+from arithmetic import f32, ulp32
+from scenarios import EPOCH_US, all_scenarios, sample_stream, windows
+from sensors import row_time
+from stream import Model, crop_size, frame_input, is_panning
+
+MATRIX_ULPS, GRID_ULPS, MOTION_ULPS = 1.0, 1.0, 1.0
+FLOORS = (1e-6, 1e-6, 1e-3, 1e-6, 1e-6, 1e-3, 1e-9, 1e-9, 1e-6)
+LINE = re.compile(r'^(\[ERR\] |\[HIGH\]) (IS\d+): V2: \S+?\(\d+\): (.*)$')
+
+
+class Memory:
+    """Arrays for one frame's output, and records that point at them."""
+
+    def __init__(self):
+        self.grids = [(records.Coord * records.GRID_POINTS)() for _ in range(2)]
+        self.matrices = [records.Matrix() for _ in range(3)]
+        self.combined, self.first, self.second = (
+            records.Output(), records.OutputDistortion(), records.OutputStabilize())
+        for record in (self.combined, self.first, self.second):
+            record.distortion_correction_grid.grid = self.grids[0]
+            record.alignment_matrix_domain_undistorted.perspMatrices = \
+                ctypes.pointer(self.matrices[0])
+            if record is not self.first:
+                record.alignment_matrix_domain_stabilized.perspMatrices = \
+                    ctypes.pointer(self.matrices[1])
+                record.stabilization_transform.matrices.perspMatrices = \
+                    ctypes.pointer(self.matrices[2])
+                record.stabilization_transform.grid.grid = self.grids[1]
+
+
+class Library:
+    def __init__(self, path):
+        self.lib = ctypes.CDLL(path)
+        self.lib.timestamp_interpolation.restype = ctypes.c_uint64
+        self.lib.timestamp_interpolation.argtypes = [ctypes.c_uint64, ctypes.c_uint64,
+                                                     ctypes.c_uint32, ctypes.c_uint32]
+        for name in ('eis2_initialize', 'eis2_process', 'eis2_get_time_intervals',
+                     'eis_internal_process_distortion_correction', 'eis_internal_process_stabilize'):
+            getattr(self.lib, name).restype = ctypes.c_uint32
+
+    def open(self, row):
+        self.context, self.memory = ctypes.c_void_p(), Memory()
+        self.distortion_only = row['common'].is_type == 6
+        self.two_passes = row['two_passes'] or self.distortion_only
+        sensors = (records.InitSensor * len(row['sensors']))(*row['sensors'])
+        status = self.lib.eis2_initialize(ctypes.byref(self.context), ctypes.byref(row['common']),
+                                          sensors, len(sensors))
+        assert status == 0, f'{row["name"]}: configuration refused'
+
+    def close(self):
+        self.lib.eis2_deinitialize(ctypes.byref(self.context))
+
+    def intervals(self, times, sensor):
+        out = records.TimeIntervals()
+        status = self.lib.eis2_get_time_intervals(self.context, ctypes.byref(times), sensor,
+                                                  ctypes.byref(out))
+        return status, (out.gyro.first_ts, out.gyro.last_ts), out
+
+    def process(self, frame):
+        """Status, and the records that came out, empty if none did."""
+        batch = (records.Sample * max(len(frame.gyro), 1))()
+        for record, (ts, *rates) in zip(batch, frame.gyro):
+            record.ts, record.data[0:3] = ts, rates
+        kind = records.InputDistortion if self.two_passes else records.Input
+        given = kind(frame_id=frame.frame_id, active_sensor_idx=frame.sensor,
+                     frame_time_input=frame.times, window_regions=frame.windows, focus_distance=1.0)
+        given.gyro = records.SampleArray(batch, len(frame.gyro))
+        memory = self.memory
+        if not self.two_passes:
+            status = self.lib.eis2_process(self.context, ctypes.byref(given),
+                                           ctypes.byref(memory.combined))
+            return status, [memory.combined] if not status and memory.combined.output_valid else []
+        status = self.lib.eis_internal_process_distortion_correction(
+            self.context, ctypes.byref(given), ctypes.byref(memory.first))
+        out = [memory.first] if not status and memory.first.output_valid else []
+        if status or self.distortion_only:
+            return status, out
+        given = records.InputStabilize(frame_id=frame.frame_id, active_sensor_idx=frame.sensor,
+                                       frame_time_input=frame.times)
+        status = self.lib.eis_internal_process_stabilize(self.context, ctypes.byref(given),
+                                                         ctypes.byref(memory.second))
+        return status, out + ([memory.second] if memory.second.output_valid else [])
+
+
+class ErrorCapture:
+    """What the library writes to file descriptor 2."""
+
+    def __enter__(self):
+        self.file, self.kept = tempfile.TemporaryFile(), os.dup(2)
+        os.dup2(self.file.fileno(), 2)
+        return self
+
+    def __exit__(self, *_):
+        os.dup2(self.kept, 2)
+        os.close(self.kept)
+        self.file.seek(0)
+        self.text = self.file.read().decode()
+
+    def lines(self):
+        matches = [LINE.match(line) for line in self.text.splitlines()]
+        return [match.groups() if match else ('unreadable line', '', line)
+                for match, line in zip(matches, self.text.splitlines())]
+
+
+class Comparison:
+    """Collects mismatches and the largest difference of each group, in last bits."""
+
+    def __init__(self):
+        self.faults, self.largest, self.where = [], Counter(), ''
+
+    def exact(self, name, mine, theirs):
+        if mine != theirs:
+            self.faults.append(f'{self.where}: {name}: model {mine}, library {theirs}')
+
+    def close(self, group, name, mine, theirs, floor, allowed):
+        mine = f32(mine)
+        ulps = abs(mine - theirs) / ulp32(max(abs(mine), floor))
+        if not ulps <= self.largest[group]:
+            self.largest[group] = ulps
+        if not ulps <= allowed:
+            self.faults.append(f'{self.where}: {name}: model {mine!r}, library {theirs!r}, '
+                               f'{ulps:.3g} last bits')
+
+    def matrix(self, name, mine, record, frame):
+        for field, value in (('enable', True), ('centerType', 0), ('confidence', 256),
+                             ('numRows', 1), ('numColumns', 1)):
+            self.exact(f'{name}.{field}', value, getattr(record, field))
+        self.size(name, record, frame)
+        for i, (value, floor) in enumerate(zip(mine, FLOORS)):
+            self.close('matrix', f'{name}[{i}]', value, record.perspMatrices[0].T[i], floor,
+                       MATRIX_ULPS)
+
+    def size(self, name, record, frame):
+        size = record.transformDefinedOn
+        self.exact(f'{name}.transformDefinedOn', (frame.width, frame.height),
+                   (size.widthPixels, size.heightLines))
+
+    def grid(self, record, frame):
+        for field, value in (('enable', True), ('numRows', 27), ('numColumns', 35),
+                             ('extrapolateType', 2)):
+            self.exact(f'grid.{field}', value, getattr(record, field))
+        self.size('grid', record, frame)
+        for i, (x, y) in enumerate(frame.out_grid):
+            point = record.grid[i]
+            self.close('grid', f'grid[{i}].x', x, point.x, frame.width - 1, GRID_ULPS)
+            self.close('grid', f'grid[{i}].y', y, point.y, frame.width - 1, GRID_ULPS)
+
+    def frame(self, frame, out):
+        for name in ('frame_id', 'active_sensor_idx'):
+            mine = frame.frame_id if name == 'frame_id' else frame.sensor
+            self.exact(name, mine, getattr(out, name))
+        scene = out.scene_detection
+        self.exact('scene', (frame.scene & 0xFFFF, is_panning(frame.scene)),
+                   (scene.scene_type, list(scene.is_panning)))
+        self.grid(out.distortion_correction_grid, frame)
+        self.matrix('alignment_undistorted', frame.out_alignment,
+                    out.alignment_matrix_domain_undistorted, frame)
+        if not isinstance(out, records.OutputStabilize):
+            self.exact('ois_mode', 0, out.ois_mode)
+            self.exact('blender', 0.0, out.Mind_margins_blender_geolib)
+            self.close('motion index', 'motion index', frame.motion_index,
+                       out.cvp_motion_index_raw, 1e-3, MOTION_ULPS)
+        if isinstance(out, records.OutputDistortion):
+            self.exact('middle row', frame.middle_ts, out.mof_gyro_time)
+            self.exact('orientation', bytes(56), bytes(out.frame_orientation_domain_undistorted))
+            return
+        warp = out.stabilization_transform
+        self.exact('transform direction', 0, warp.direction)
+        self.exact('transform grid', False, warp.grid.enable)
+        self.matrix('stabilization', frame.out_stabilization, warp.matrices, frame)
+        self.matrix('alignment_stabilized', frame.out_alignment_stabilized,
+                    out.alignment_matrix_domain_stabilized, frame)
+
+    def log(self, mine, theirs):
+        mine, theirs = Counter(mine), Counter(theirs)
+        for side, extra in (('model', mine - theirs), ('library', theirs - mine)):
+            for line, count in extra.items():
+                self.faults.append(f'log, {side} alone, {count} times: {line}')
+
+
+def play(row):
+    """Frames of a scenario as (times, sensor, frame id, windows, edit)."""
+    sof, frame_id = EPOCH_US, 0
+    for index, frame in enumerate(row['frames']):
+        sof += (row['frames'][index - 1]['frame_time'] if index else 0) + frame['gap_us']
+        frame_id += 1 + frame['skip_ids']
+        times = records.FrameTimes(sof, frame['frame_time'], frame['exposure'], frame['skew'])
+        size = row['sensors'][frame['sensor']]
+        yield (times, frame['sensor'], frame_id,
+               frame['windows'] or windows(size.input_width, size.input_height), frame['edit'])
+
+
+def run(row, library, comparison):
+    frames = list(play(row))
+    seconds = (frames[-1][0].sof - EPOCH_US) / 1e6 + 0.5
+    samples = sample_stream(row['motion'], row['hz'], seconds, row['gaps'], row['jitter_us'])
+    stamps = [sample[0] for sample in samples]
+    model, came_out, shown = Model(row['common'], row['sensors']), 0, []
+    with ErrorCapture() as errors:
+        library.open(row)
+        for index, (times, sensor, frame_id, regions, edit) in enumerate(frames):
+            comparison.where = f'frame {index}'
+            mine, theirs = model.intervals(times, sensor), library.intervals(times, sensor)
+            comparison.exact('interval status', mine[0], theirs[0])
+            if not mine[0]:
+                comparison.exact('gyro interval', mine[1], theirs[1])
+                comparison.exact('other intervals', bytes(32), bytes(theirs[2])[16:])
+            first, last = model.gyro.interval
+            batch = edit(samples[bisect_left(stamps, first):bisect_right(stamps, last)])
+            frame = frame_input(frame_id=frame_id, sensor=sensor, times=times, windows=regions,
+                                gyro=batch)
+            status = (model.distortion_pass(frame) if library.two_passes
+                      else model.process(frame)[0])
+            if library.two_passes and status == 0 and not library.distortion_only:
+                status = model.stabilization_pass(frame)[0]
+            their_status, outputs = library.process(frame)
+            comparison.exact('status', status, their_status)
+            comparison.exact('valid', frame.valid and not status, bool(outputs))
+            if frame.valid and outputs:
+                came_out += 1
+                shown.append(frame)
+                for out in outputs:
+                    comparison.frame(frame, out)
+        library.close()
+    comparison.log(model.lines, errors.lines())
+    return came_out, shown, model
+
+
+def compare_row_times(library):
+    """The exported row times, over spans and origins of every size."""
+    comparison = Comparison()
+    for first in (0, 1, 33333, 2 ** 40 + 12345):
+        for span in (0, 1, 23, 24, 25, 12345, 25000, 33333, 2 ** 31 + 1):
+            for n in (5, 27, 51):
+                for i in range(n):
+                    if i or first >= span:  # row 0 must not lie before time 0
+                        comparison.exact(
+                            f'row {i} of {n}', row_time(first, first + span, n, i),
+                            library.lib.timestamp_interpolation(first, first + span, n, i))
+    print(f'{"row times":24} {"exact" if not comparison.faults else "DIFFERENT"}')
+    return comparison.faults
+
+
+def compare_crops(library):
+    comparison = Comparison()
+    for height, width in ((1080, 1920), (2160, 3840), (1296, 2304), (1440, 1920)):
+        for out_height, out_width in ((1080, 1920), (720, 1280), (2160, 3840), (1081, 1077)):
+            for margin_y, margin_x in ((0.1, 0.1), (0.2, 0.05), (0.0, 0.0), (0.25, 0.5)):
+                margin_y, margin_x = f32(margin_y), f32(margin_x)
+                crop = [ctypes.c_uint32(), ctypes.c_uint32()]
+                library.lib.eis_internal_get_crop_size(
+                    height, width, out_height, out_width, ctypes.byref(crop[0]),
+                    ctypes.byref(crop[1]), ctypes.c_float(margin_y), ctypes.c_float(margin_x))
+                comparison.exact(
+                    f'crop of {out_width}x{out_height} in {width}x{height}',
+                    crop_size(height, width, out_height, out_width, margin_y, margin_x),
+                    (crop[0].value, crop[1].value))
+    print(f'{"crop sizes":24} {"exact" if not comparison.faults else "DIFFERENT"}')
+    return comparison.faults
+
+
+def describe(shown):
+    """What the stream reached, so that a scenario cannot quietly stop testing its subject."""
+    scenes = ''.join(sorted({str(frame.scene & 0xFFFF) for frame in shown}))
+    alphas = [frame.alpha for frame in shown if hasattr(frame, 'alpha')]
+    infeasible = sum(not frame.feasible for frame in shown if hasattr(frame, 'alpha'))
+    spread = [w for frame in shown if hasattr(frame, 'alpha') for w in frame.window]
+    return (f'scenes {scenes or "-":6} alpha up to {max(alphas, default=0):.2f}, infeasible '
+            f'{infeasible}, windows {min(spread, default=0)}-{max(spread, default=0)}')
+
+
+def main(arguments):
+    library, verbose = Library(arguments[0]), '-v' in arguments
+    wanted = [a for a in arguments[1:] if a != '-v']
+    began = time.time()
+    faults = len(compare_row_times(library)) + len(compare_crops(library))
+    for row in all_scenarios():
+        if wanted and not any(text in row['name'] for text in wanted):
+            continue
+        comparison, start = Comparison(), time.time()
+        came_out, shown, model = run(row, library, comparison)
+        largest = ', '.join(f'{group} {comparison.largest[group]:.2g}'
+                            for group in ('grid', 'matrix', 'motion index'))
+        print(f'{row["name"]:24} {came_out:3} frames; last bits: {largest}; {len(model.lines)} lines; '
+              f'{describe(shown)}{"" if not comparison.faults else "  DIFFERENT"}'
+              + (f'  [{time.time() - start:.1f} s]' if verbose else ''))
+        for fault in comparison.faults[:200 if verbose else 8]:
+            print('   ', fault)
+        faults += len(comparison.faults)
+    print(f'{faults} differences, {time.time() - began:.1f} s')
+    return 1 if faults else 0
+
+
+if __name__ == '__main__':
+    sys.exit(main(sys.argv[1:]))
