@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Keeping the output crop inside the frame's boundary: the test, the search for alpha, its decay."""
+"""Keeping the output crop inside the frame: the test, the search for alpha, its decay."""
 import math
 
 from arithmetic import f32, fma
@@ -12,10 +12,10 @@ SETTLING = 0.30000001192092896
 
 
 def crop_fits(boundary, correction, frame, camera, log):
-    """Whether the crop, two pixels wider on each side, turned by the correction, stays inside."""
+    """Whether the crop, grown by two pixels and turned by the correction, stays inside."""
     if any(abs(angle) > math.pi for angle in correction):
-        log('[ERR] ', 'IS0002', 'Major filter error, correction angle (%f, %f, %f) is crazy, filter '
-            'has issue.' % correction)
+        log('[ERR] ', 'IS0002', 'Major filter error, correction angle (%f, %f, %f) is crazy, '
+            'filter has issue.' % correction)
         return False
     left, top, right, bottom = frame.output_rect
     m = rotation_homography(camera, tuple(-a for a in correction), frame.scale)
@@ -38,12 +38,12 @@ def blended(filtered, alternative, orientation, alpha):
 class BreachControl:
     def __init__(self, log):
         self.log = log
+        self.previous = ZERO
         self.reset()
 
     def reset(self):
         self.alpha = 0.0
         self.settle_frames = 0
-        self.previous = ZERO
         self.feasible = True
 
     def _search(self, least, filtered, alternative, orientation, fits):
@@ -63,8 +63,8 @@ class BreachControl:
         wanted = self._search(least, filtered, orientation, orientation, fits)
         if wanted >= 1.0:
             wanted = self._search(least, filtered, orientation, orientation, fits)
-            self.log('[ERR] ', 'IS0530', f'frame_id {frame.frame_id}: calc_future_alpha() Failed to '
-                     'get blend with alternative')
+            self.log('[ERR] ', 'IS0530', f'frame_id {frame.frame_id}: calc_future_alpha() Failed '
+                     'to get blend with alternative')
         self.alpha = self._smooth(wanted, RATE_BLUR if least > 0 else RATE)
         correction = blended(filtered, orientation, orientation, self.alpha)
         if self.settle_frames:

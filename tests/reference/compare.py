@@ -62,7 +62,8 @@ class Library:
         self.lib.timestamp_interpolation.argtypes = [ctypes.c_uint64, ctypes.c_uint64,
                                                      ctypes.c_uint32, ctypes.c_uint32]
         for name in ('eis2_initialize', 'eis2_process', 'eis2_get_time_intervals',
-                     'eis_internal_process_distortion_correction', 'eis_internal_process_stabilize'):
+                     'eis_internal_process_distortion_correction',
+                     'eis_internal_process_stabilize'):
             getattr(self.lib, name).restype = ctypes.c_uint32
 
     def open(self, row):
@@ -212,7 +213,7 @@ def play(row):
         sof += (row['frames'][index - 1]['frame_time'] if index else 0) + frame['gap_us']
         frame_id += 1 + frame['skip_ids']
         times = records.FrameTimes(sof, frame['frame_time'], frame['exposure'], frame['skew'])
-        size = row['sensors'][frame['sensor']]
+        size = row['sensors'][min(frame['sensor'], len(row['sensors']) - 1)]
         yield (times, frame['sensor'], frame_id,
                frame['windows'] or windows(size.input_width, size.input_height), frame['edit'])
 
@@ -308,8 +309,8 @@ def main(arguments):
         came_out, shown, model = run(row, library, comparison)
         largest = ', '.join(f'{group} {comparison.largest[group]:.2g}'
                             for group in ('grid', 'matrix', 'motion index'))
-        print(f'{row["name"]:24} {came_out:3} frames; last bits: {largest}; {len(model.lines)} lines; '
-              f'{describe(shown)}{"" if not comparison.faults else "  DIFFERENT"}'
+        print(f'{row["name"]:24} {came_out:3} frames; last bits: {largest}; '
+              f'{len(model.lines)} lines; {describe(shown)}{"" if not comparison.faults else "  DIFFERENT"}'
               + (f'  [{time.time() - start:.1f} s]' if verbose else ''))
         for fault in comparison.faults[:200 if verbose else 8]:
             print('   ', fault)

@@ -68,7 +68,7 @@ def common(**changes):
 
 
 def sensor(width=WIDTH, height=HEIGHT, focal=1500, hz=500, mount=180, position=0, margin=MARGIN,
-           center=(0.0, 0.0), s3d=0, noise_floor=0.003, behaviour=(), blur=()):
+           center=(0.0, 0.0), s3d=0, ois_offset=0, noise_floor=0.003, behaviour=(), blur=()):
     record = InitSensor(input_width=width, input_height=height, sensor_mount_angle=mount,
                         camera_position=position, optical_center_x=center[0],
                         optical_center_y=center[1])
@@ -80,6 +80,7 @@ def sensor(width=WIDTH, height=HEIGHT, focal=1500, hz=500, mount=180, position=0
     record.tuning.general.focal_length = focal
     record.tuning.general.gyro_noise_floor = noise_floor
     record.tuning.timing.s3d_offset = s3d
+    record.tuning.timing.ois_offset = ois_offset
     for slot, value in dict(behaviour).items():
         record.tuning.ois.ois_res_lut_param_2_tab[slot] = value
     for name, value in dict(blur).items():
@@ -98,7 +99,7 @@ def windows(width=WIDTH, height=HEIGHT, pre_in=None, pre_out=None, fov=None):
 
 
 def even(count, fps=30, exposure=10000, skew=25000, **fields):
-    """Frames one after another. `gap_us` moves a frame and all after it; `edit` spoils its batch."""
+    """Frames one after another. `gap_us` moves a frame and all after it; `edit` spoils a batch."""
     return [dict(frame_time=int(1e6 / fps), exposure=exposure, skew=skew, gap_us=0, skip_ids=0,
                  edit=list, sensor=0, windows=None, **fields) for _ in range(count)]
 
@@ -133,6 +134,10 @@ def drops():
     return stabilized('dropped frames', frames, motion=Motion(9, 0.15))
 
 
+def nothing(_):
+    return []
+
+
 def bad_frames():
     """Frames that validation refuses, between good ones."""
     frames = even(30)
@@ -142,6 +147,8 @@ def bad_frames():
     frames[20]['skew'] = 40000
     frames[24]['exposure'] = 40000  # reported, accepted
     frames[26]['windows'] = windows(fov=window(WIDTH, HEIGHT, 1600, 900, 20.0))  # not centred
+    frames[14]['sensor'] = 3  # there is one
+    frames[22].update(sensor=1, edit=nothing)
     frames[28]['windows'] = windows(fov=window(WIDTH, HEIGHT, 1600, 900, 200.0))  # outside
     return stabilized('refused frames', frames)
 
@@ -153,10 +160,6 @@ def pauses():
     frames[60]['gap_us'] = 500000 - 33333
     frames[70]['gap_us'] = 500001 - 33333
     return stabilized('pause', frames, motion=Motion(10, 0.1))
-
-
-def nothing(_):
-    return []
 
 
 def restarts():
@@ -185,8 +188,8 @@ def with_sample(index, change):
 def short_batches():
     """Samples that come too late for their frame, or never."""
     frames = even(40)
-    for index, edit in ((0, late_start(12)), (5, early_end(2)), (8, early_end(3)), (11, early_end(6)),
-                        (14, early_end(14)), (18, late_start(2)), (21, late_start(3)),
+    for index, edit in ((0, late_start(12)), (5, early_end(2)), (8, early_end(3)),
+                        (11, early_end(6)), (14, early_end(14)), (18, late_start(2)), (21, late_start(3)),
                         (24, late_start(6)), (30, nothing), (31, early_end(9)), (35, nothing),
                         (36, lambda batch: batch[:1])):
         frames[index]['edit'] = edit
@@ -221,6 +224,14 @@ def switches():
     changed(frames, 78, 79, gap_us=-70000, sensor=0, windows=None)  # too old
     return stabilized('two sensors', frames, sensors=[sensor(s3d=1500), second],
                       motion=Motion(11, 0.05, noise=0.004))
+
+
+def first_pass_alone():
+    frames = changed(even(100), 60, 63, edit=nothing)
+    frames[75]['gap_us'] = 600000
+    frames[85]['gap_us'] = 33333
+    return stabilized('first pass alone', frames, common=common(is_type=6),
+                      motion=mixed_motion(22))
 
 
 def front(name, tuned=(), motion=None, **parts):
@@ -285,10 +296,10 @@ def all_scenarios():
                    sensors=[sensor(width=3840, height=2160)]),
         stabilized('optical centre off', even(40), sensors=[sensor(center=(17.25, -9.5))],
                    motion=Motion(19, 0.2)),
-        stabilized('gyro ahead', even(40), sensors=[sensor(s3d=9000)]),
+        stabilized('gyro ahead', even(40), sensors=[sensor(s3d=9000, ois_offset=7000)]),
         stabilized('gyro behind', even(40), sensors=[sensor(s3d=-12000)]),
         stabilized('tuned thresholds', motion=mixed_motion(21), sensors=[
             sensor(behaviour=MOTION_TUNED, noise_floor=0.02)]),
-        stabilized('first pass alone', even(90), common=common(is_type=6), motion=mixed_motion(22)),
+        first_pass_alone(),
         stabilized('global shutter', even(30, skew=0), motion=Motion(23, 0.2)),
     ]

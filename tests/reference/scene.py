@@ -18,7 +18,9 @@ class SceneDetection:
         tuned = tuning.ois.ois_res_lut_param_2_tab
         self.log = log
         self.noise_floor = tuning.general.gyro_noise_floor
-        self.handheld_th = tuned[records.MOTION_HANDHELD_TH] if tuned[records.MOTION_MODE] else 0.135
+        self.handheld_th = 0.135
+        if tuned[records.MOTION_MODE]:
+            self.handheld_th = tuned[records.MOTION_HANDHELD_TH]
         self.reset()
 
     def reset(self):
@@ -45,8 +47,8 @@ class SceneDetection:
         step = (n - first_new) // (dropped + 1)
         if step < 3:
             if sensor_switched:
-                self.log('[HIGH]', 'IS0530', 'Sensor switch was detected and not enough gyro samples'
-                         ' were supplied to detect scene. using previous decision')
+                self.log('[HIGH]', 'IS0530', 'Sensor switch was detected and not enough gyro '
+                         'samples were supplied to detect scene. using previous decision')
             else:
                 self.log('[ERR] ', 'IS0003', 'Gyro data drop is heavy for scene detection!')
                 self.scene = UNKNOWN

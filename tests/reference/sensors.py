@@ -88,8 +88,8 @@ class Gyro:
             return True
         average, requested = self.average, self.requested
         if first_frame and f32(abs(f32(requested - average)) / requested) > 0.01:
-            self.log('[ERR] ', 'IS0519', f'Gyro: estimated_frequency = {average:.1f}Hz is different '
-                     f'from requested by input = {requested:.1f}Hz')
+            self.log('[ERR] ', 'IS0519', f'Gyro: estimated_frequency = {average:.1f}Hz is '
+                     f'different from requested by input = {requested:.1f}Hz')
         prefix, newest = f'Gyro: frame_id {frame_id}: ', self.last[0]
 
         def say(tag, text):
@@ -110,8 +110,8 @@ class Gyro:
                 say('IS0521', 'samples->samples[0].ts - _last_sample.ts = '
                     f'{gap:f}[us] > {slip:f}[us]')
         if all(sample[0] <= newest for sample in batch):
-            say('IS0018', f'Invalid input - Received only old samples: last sample timestamp {newest}'
-                f' ; last sample timestamp from input {batch[-1][0]} ; '
+            say('IS0018', f'Invalid input - Received only old samples: last sample timestamp '
+                f'{newest} ; last sample timestamp from input {batch[-1][0]} ; '
                 f'input number of elements {len(batch)}. ')
             return False
         return good
@@ -135,8 +135,8 @@ class Gyro:
             say('IS0524', f'received timestamp ({last}) is invalid')
             return False
         if float(first) > self.interval[0] + 1.2 * period:
-            say('IS0522', f'First requested timestamp ({self.interval[0]}) is smaller than received '
-                f'timestamp ({first}). Delta [usec] = {(first - self.interval[0]) & 0xFFFFFFFF}')
+            say('IS0522', f'First requested timestamp ({self.interval[0]}) is smaller than '
+                f'received timestamp ({first}). Delta [usec] = {(first - self.interval[0]) & 0xFFFFFFFF}')
         if f32(f32(last) + period) < f32(self.interval[1]):
             say('IS0523', f'Last requested timestamp ({self.interval[1]}) is larger than received '
                 f'timestamp ({last}). Delta [usec] = {(self.interval[1] - last) & 0xFFFFFFFF}')
@@ -149,15 +149,17 @@ class Gyro:
         for a, b in zip(batch, batch[1:]):
             delta = b[0] - a[0]
             if delta < 0:
-                say('IS0524', f'Time stamps are not strictly monotonically increasing: {a[0]}, {b[0]}')
+                say('IS0524', 'Time stamps are not strictly monotonically increasing: '
+                    f'{a[0]}, {b[0]}')
             elif delta == 0:
                 say('IS0525', f'Time stamps are equal, debug is needed : {a[0]}')
                 if a != b:
                     say('IS0525', 'Time stamps are equal but data samples are not: '
                         '(%d; %f, %f, %f), (%d; %f, %f, %f)' % (a + b))
             elif f32(abs(f32(f32(delta) - period)) / period) > 1.2:
-                say('IS0526', f'Invalid samples spacing: {a[0]}, {b[0]}, {self.average:.2f}Hz ; Loss '
-                    f'of {delta}[us] of data, estimated {int(f32(delta / period)) - 1} missing samples')
+                missing = int(f32(delta / period)) - 1
+                say('IS0526', f'Invalid samples spacing: {a[0]}, {b[0]}, {self.average:.2f}Hz ; '
+                    f'Loss of {delta}[us] of data, estimated {missing} missing samples')
         return True
 
     # ---- angles

@@ -21,7 +21,8 @@ def crop_size(input_height, input_width, output_height, output_width, margin_y, 
     b = output_width / input_width / (1.0 - margin_x)
     s = max(a - 1.0, b - 1.0)
     divisor = 1.0 + s if s >= 1e-6 else 1.0
-    return tuple(2 * round_half_away(size / divisor * 0.5) for size in (output_height, output_width))
+    return tuple(2 * round_half_away(size / divisor * 0.5)
+                 for size in (output_height, output_width))
 
 
 def is_panning(word):
@@ -75,8 +76,8 @@ class Model:
         if delta < PAUSE_US:
             if float(delta) > f32(f32(frame_time) * f32(1.2)):
                 missing = round_half_away(delta / self.prev_frame_time) - 1
-                self.log('[HIGH]', 'IS1028', 'Frame drop was detected. (# of missing frames, current '
-                         f'frame SOF, previous frame SOF): {missing}, {sof}, {self.prev_sof}')
+                self.log('[HIGH]', 'IS1028', 'Frame drop was detected. (# of missing frames, '
+                         f'current frame SOF, previous frame SOF): {missing}, {sof}, {self.prev_sof}')
         elif self.prev_sof:
             self.log('[HIGH]', 'IS1024',
                      f'Pause-resume use case was detected - : {sof}, {self.prev_sof}')
@@ -104,7 +105,8 @@ class Model:
             return True
         if frame_id > previous:
             self.error('IS0012', 'Invalid frame ID, algorithm was not called for frame ID # '
-                       f'{previous + 1} (previous frame ID, input frame ID) : {previous}, {frame_id}')
+                       f'{previous + 1} (previous frame ID, input frame ID) : '
+                       f'{previous}, {frame_id}')
             return True
         self.error('IS0012', 'Invalid frame ID (previous frame ID, input frame ID) : '
                    f'{previous}, {frame_id}')
@@ -121,8 +123,8 @@ class Model:
             return False
         if (abs((fh - window.windowHeight) * 0.5 - window.windowTop) / fh > 0.007
                 or abs((fw - window.windowWidth) * 0.5 - window.windowLeft) / fw > 0.007):
-            self.error('IS0527', ' ROI is not centered (full Width, full Height, window Width, window '
-                       'Height, window Left, window Top): %f %f %f %f %f %f' % (
+            self.error('IS0527', ' ROI is not centered (full Width, full Height, window Width, '
+                       'window Height, window Left, window Top): %f %f %f %f %f %f' % (
                            fw, fh, window.windowWidth, window.windowHeight, window.windowLeft,
                            window.windowTop))
         return True
@@ -137,6 +139,12 @@ class Model:
                 good = good and not counts
         return good
 
+    def _sensor_faults(self, sensor):
+        if sensor < len(self.sensors):
+            return 0
+        self.error('IS0014', f'Invalid sensor index - {sensor}')
+        return 1
+
     def _distortion_input_good(self, frame):
         errors, switched = 0, self._switched(frame.sensor)
         if not self.gyro.judge(frame.gyro, frame.frame_id, self.first_frame, switched):
@@ -144,6 +152,7 @@ class Model:
             self.error('IS0002', f'Frame id {frame.frame_id}: Number of errors found: 1')
             errors += 1
         if frame.gyro:
+            errors += self._sensor_faults(frame.sensor)
             skew = frame.times.sensor_rolling_shutter_skew
             if skew == 0:
                 self.error('IS0512', '0 == sensor_rolling_shutter_skew, invalid value!')
@@ -171,10 +180,13 @@ class Model:
 
     # ---- entries
     def intervals(self, times, sensor):
+        errors = self._sensor_faults(sensor)
         if not self._frame_times_good(times, self._switched(sensor)):
-            for tag, text in (('IS0014', 'Invalid frame times'), ('IS0002', 'Found 1 errors'),
-                              ('IS0003', 'Invalid input')):
-                self.error(tag, text)
+            self.error('IS0014', 'Invalid frame times')
+            errors += 1
+        if errors:
+            self.error('IS0002', f'Found {errors} errors')
+            self.error('IS0003', 'Invalid input')
             return INVALID, None
         offset = self.sensors[sensor].tuning.timing.s3d_offset
         return OK, self.gyro.ask(times, offset, 0, self.readout[sensor])
@@ -192,6 +204,8 @@ class Model:
         if not self.first_frame:
             self._pause_or_new_stream(frame)
         if self.first_frame:
+            if self._sensor_faults(frame.sensor):
+                return INVALID
             if not frame.gyro:
                 self.error('IS0003', 'Invalid first frame, no gyro data!')
                 return INVALID
@@ -229,8 +243,8 @@ class Model:
         new_stream = self.without_gyro != 0
         if not frame.gyro or not (pause or new_stream):
             return
-        self.log('[HIGH]', 'IS1027', f'Pause-Resume or New-Stream: {int(pause)}, {int(new_stream)}, '
-                 f'{self.with_gyro}, {self.without_gyro}')
+        self.log('[HIGH]', 'IS1027', f'Pause-Resume or New-Stream: {int(pause)}, '
+                 f'{int(new_stream)}, {self.with_gyro}, {self.without_gyro}')
         self.first_frame, self.first_output = True, True
         self.readout = [0] * len(self.sensors)
         for part in (self.gyro, self.scene, self.stage, self.filter):
@@ -273,8 +287,8 @@ class Model:
         if self.without_gyro:
             self.filter.drain()
             if self.filter.state == ERROR:
-                self.error('IS0002', 'Filter failed to produce output (filter frame id, input frame '
-                           f'id, active sensor id): ({self.filter.counter}, {frame.frame_id}, '
+                self.error('IS0002', 'Filter failed to produce output (filter frame id, input '
+                           f'frame id, active sensor id): ({self.filter.counter}, {frame.frame_id}, '
                            f'{frame.sensor})')
                 self.error('IS0002', '_stabilize->_eis.process() failed')
                 self.error('IS0002', 'eis_update_and_process() failed')
@@ -285,7 +299,7 @@ class Model:
         return OK, frame if frame.valid else None
 
     def _stabilization_input_good(self, frame):
-        errors = 0
+        errors = self._sensor_faults(frame.sensor)
         if not self.without_gyro and not self._frame_times_good(frame.times,
                                                                 self._switched(frame.sensor)):
             self.error('IS0003', 'Invalid frame time')
@@ -296,8 +310,8 @@ class Model:
                        f'{self.prev_id_stabilize}')
             errors += 1
         if errors:
-            self.error('IS0003', f'Frame # {frame.frame_id}. Invalid input structs for stabilization '
-                       f'(# errors, # warnings # info) : ({errors}, 0, 0)')
+            self.error('IS0003', f'Frame # {frame.frame_id}. Invalid input structs for '
+                       f'stabilization (# errors, # warnings # info) : ({errors}, 0, 0)')
         return not errors
 
     def _stabilize(self, frame):
@@ -321,8 +335,8 @@ class Model:
             _, crop_width = crop_size(h, w, self.common.output_height, self.common.output_width,
                                       margin, margin)
             u, cx, cy = crop_width / self.common.output_width, (w - 1) / 2.0, (h - 1) / 2.0
-            scale = multiply(multiply(translation(cx, cy), (u, 0.0, 0.0, 0.0, u, 0.0, 0.0, 0.0, 1.0)),
-                             translation(-cx, -cy))
+            scale = (u, 0.0, 0.0, 0.0, u, 0.0, 0.0, 0.0, 1.0)
+            scale = multiply(multiply(translation(cx, cy), scale), translation(-cx, -cy))
             stabilization = multiply(stabilization, scale)
         frame.out_stabilization = centred(stabilization, w, h)
         frame.out_alignment_stabilized = centred(
