@@ -3,8 +3,9 @@
 
 usage: compare.py LIBRARY [-v] [PART-OF-NAME ...]
 
-One line per scenario: frames that came out, the largest difference of each field group in its
-unit, log lines compared. Exit status 1 on a mismatch.
+One line per scenario: frames that came out, the largest difference of each field group in last
+bits, log lines compared. Exit status 1 on a mismatch, and when the table as a whole missed a
+situation that it is there for.
 
 Tolerances. Integers, booleans, statuses and log lines are exact. The library keeps doubles until it
 narrows to singles, so a result may differ by the rounding of sums in another order, some 1e-13,
@@ -287,14 +288,31 @@ def compare_crops(library):
     return comparison.faults
 
 
-def describe(shown):
-    """What the stream reached, so that a scenario cannot quietly stop testing its subject."""
-    scenes = ''.join(sorted({str(frame.scene & 0xFFFF) for frame in shown}))
-    alphas = [frame.alpha for frame in shown if hasattr(frame, 'alpha')]
-    infeasible = sum(not frame.feasible for frame in shown if hasattr(frame, 'alpha'))
-    spread = [w for frame in shown if hasattr(frame, 'alpha') for w in frame.window]
-    return (f'scenes {scenes or "-":6} alpha up to {max(alphas, default=0):.2f}, infeasible '
-            f'{infeasible}, windows {min(spread, default=0)}-{max(spread, default=0)}')
+def situations(shown, lines):
+    """What the streams went through, so that the table cannot quietly stop testing something."""
+    seen = {f'tag {tag}' for _, tag, _ in lines}
+    for frame in shown:
+        seen.add(f'scene {frame.scene & 0xFFFF}')
+        seen.update(f'panning {axis}' for axis, pans in zip('zyx', is_panning(frame.scene)) if pans)
+        if frame.strength == 0.0:
+            seen.add('uncorrected rows')
+        if hasattr(frame, 'alpha'):
+            alpha = int(frame.alpha) if frame.alpha in (0.0, 1.0) else 'between'
+            seen.add(f'alpha {alpha}')
+            seen.update(f'window {width}' for width in frame.window)
+            seen.add('feasible' if frame.feasible else 'infeasible')
+            seen.add('long drop' if frame.dropped_frames > 2 else 'no long drop')
+            seen.add('blur masked' if frame.least_alpha > 0 else 'not blur masked')
+    return seen
+
+
+NEEDED = {*(f'scene {kind}' for kind in (0, 1, 2, 4, 5, 6, 7)), *(f'panning {a}' for a in 'xyz'),
+          'uncorrected rows', 'alpha 0', 'alpha between', 'alpha 1', 'feasible', 'infeasible',
+          'long drop', 'blur masked', *(f'window {w}' for w in (1, 14, 28, 44, 88)),
+          *(f'tag IS{tag}' for tag in (
+              '0002', '0003', '0007', '0008', '0011', '0012', '0014', '0018', '0512', '0513',
+              '0516', '0517', '0518', '0519', '0521', '0522', '0523', '0524', '0525', '0526',
+              '0527', '0530', '1024', '1027', '1028'))}
 
 
 def main(arguments):
@@ -302,6 +320,7 @@ def main(arguments):
     wanted = [a for a in arguments[1:] if a != '-v']
     began = time.time()
     faults = len(compare_row_times(library)) + len(compare_crops(library))
+    seen = set()
     for row in all_scenarios():
         if wanted and not any(text in row['name'] for text in wanted):
             continue
@@ -309,12 +328,16 @@ def main(arguments):
         came_out, shown, model = run(row, library, comparison)
         largest = ', '.join(f'{group} {comparison.largest[group]:.2g}'
                             for group in ('grid', 'matrix', 'motion index'))
+        seen |= situations(shown, model.lines)
         print(f'{row["name"]:24} {came_out:3} frames; last bits: {largest}; '
-              f'{len(model.lines)} lines; {describe(shown)}{"" if not comparison.faults else "  DIFFERENT"}'
-              + (f'  [{time.time() - start:.1f} s]' if verbose else ''))
+              f'{len(model.lines)} log lines{"" if not comparison.faults else "; DIFFERENT"}'
+              + (f'; {time.time() - start:.1f} s' if verbose else ''))
         for fault in comparison.faults[:200 if verbose else 8]:
             print('   ', fault)
         faults += len(comparison.faults)
+    for situation in sorted(NEEDED - seen if not wanted else ()):
+        print(f'no stream went through: {situation}')
+        faults += 1
     print(f'{faults} differences, {time.time() - began:.1f} s')
     return 1 if faults else 0
 

@@ -110,6 +110,7 @@ class Filter:
         self.history.append(orientation)
         self.state, self.counter = RUNNING, self.counter + (self.state != FIRST)
         least = self.blur[frame.sensor].least_alpha(frame.exposure_time, frame.blur)
+        frame.least_alpha = least
         filtered = self._core(frame.frame_time)
         if frame.dropped_frames > 2:
             self.breach.settle_frames = 3

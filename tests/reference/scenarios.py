@@ -189,9 +189,9 @@ def short_batches():
     """Samples that come too late for their frame, or never."""
     frames = even(40)
     for index, edit in ((0, late_start(12)), (5, early_end(2)), (8, early_end(3)),
-                        (11, early_end(6)), (14, early_end(14)), (18, late_start(2)), (21, late_start(3)),
-                        (24, late_start(6)), (30, nothing), (31, early_end(9)), (35, nothing),
-                        (36, lambda batch: batch[:1])):
+                        (11, early_end(6)), (14, early_end(14)), (18, late_start(2)),
+                        (21, late_start(3)), (24, late_start(6)), (30, nothing),
+                        (31, early_end(9)), (35, nothing), (36, lambda batch: batch[:1])):
         frames[index]['edit'] = edit
     return stabilized('short batches', frames)
 

@@ -136,7 +136,8 @@ class Gyro:
             return False
         if float(first) > self.interval[0] + 1.2 * period:
             say('IS0522', f'First requested timestamp ({self.interval[0]}) is smaller than '
-                f'received timestamp ({first}). Delta [usec] = {(first - self.interval[0]) & 0xFFFFFFFF}')
+                f'received timestamp ({first}). Delta [usec] = '
+                f'{(first - self.interval[0]) & 0xFFFFFFFF}')
         if f32(f32(last) + period) < f32(self.interval[1]):
             say('IS0523', f'Last requested timestamp ({self.interval[1]}) is larger than received '
                 f'timestamp ({last}). Delta [usec] = {(self.interval[1] - last) & 0xFFFFFFFF}')

@@ -149,8 +149,9 @@ class Stage:
             self.face.update(rows, frame.scene_settled, frame.scene)
             frame.row_angles = [tuple(a * self.face.alpha for a in row) for row in frame.row_angles]
         frame.boundary = boundary_of(frame, frame.row_angles, camera)
-        strength = 1.0 if crop_fits(frame.boundary, ZERO, frame, camera, self.log) else 0.0
-        frame.grid = build_grid(frame, frame.row_angles, camera, strength)
+        fits = crop_fits(frame.boundary, ZERO, frame, camera, self.log)
+        frame.strength = 1.0 if fits else 0.0
+        frame.grid = build_grid(frame, frame.row_angles, camera, frame.strength)
         delta = ZERO
         if not (self.first_frame or switched):
             delta = tuple(a - b for a, b in zip(previous, self.current))

@@ -77,7 +77,8 @@ class Model:
             if float(delta) > f32(f32(frame_time) * f32(1.2)):
                 missing = round_half_away(delta / self.prev_frame_time) - 1
                 self.log('[HIGH]', 'IS1028', 'Frame drop was detected. (# of missing frames, '
-                         f'current frame SOF, previous frame SOF): {missing}, {sof}, {self.prev_sof}')
+                         f'current frame SOF, previous frame SOF): {missing}, {sof}, '
+                         f'{self.prev_sof}')
         elif self.prev_sof:
             self.log('[HIGH]', 'IS1024',
                      f'Pause-resume use case was detected - : {sof}, {self.prev_sof}')
@@ -288,8 +289,8 @@ class Model:
             self.filter.drain()
             if self.filter.state == ERROR:
                 self.error('IS0002', 'Filter failed to produce output (filter frame id, input '
-                           f'frame id, active sensor id): ({self.filter.counter}, {frame.frame_id}, '
-                           f'{frame.sensor})')
+                           f'frame id, active sensor id): ({self.filter.counter}, '
+                           f'{frame.frame_id}, {frame.sensor})')
                 self.error('IS0002', '_stabilize->_eis.process() failed')
                 self.error('IS0002', 'eis_update_and_process() failed')
         else:
