@@ -2,6 +2,7 @@
 """Run the same streams through the model and through the library, and compare every output.
 
 usage: compare.py LIBRARY [-v] [PART-OF-NAME ...]
+       compare.py LIBRARY [-v] --random FIRST COUNT    random streams alone, from a seed on
 
 One line per scenario: frames that came out, the largest difference of each field group in last
 bits, log lines compared. Exit status 1 on a mismatch, and when the table as a whole missed a
@@ -27,7 +28,7 @@ from collections import Counter
 
 import records
 from arithmetic import f32, ulp32
-from scenarios import EPOCH_US, all_scenarios, sample_stream, windows
+from scenarios import EPOCH_US, all_scenarios, random_stream, sample_stream, windows
 from sensors import row_time
 from stream import Model, crop_size, frame_input, is_panning
 
@@ -318,10 +319,14 @@ NEEDED = {*(f'scene {kind}' for kind in (0, 1, 2, 4, 5, 6, 7)), *(f'panning {a}'
 def main(arguments):
     library, verbose = Library(arguments[0]), '-v' in arguments
     wanted = [a for a in arguments[1:] if a != '-v']
+    rows = all_scenarios()
+    if wanted[:1] == ['--random']:
+        first, count = map(int, wanted[1:])
+        rows, wanted = [random_stream(seed) for seed in range(first, first + count)], ['random']
     began = time.time()
     faults = len(compare_row_times(library)) + len(compare_crops(library))
     seen = set()
-    for row in all_scenarios():
+    for row in rows:
         if wanted and not any(text in row['name'] for text in wanted):
             continue
         comparison, start = Comparison(), time.time()

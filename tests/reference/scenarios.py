@@ -19,6 +19,15 @@ class Random:
         self.state = (self.state * 6364136223846793005 + 1442695040888963407) & (2 ** 64 - 1)
         return (self.state >> 11) / 2.0 ** 53
 
+    def between(self, low, high):
+        return low + (high - low) * self.next()
+
+    def pick(self, *choices):
+        return choices[int(self.next() * len(choices))]
+
+    def one_in(self, n):
+        return self.next() * n < 1.0
+
 
 class Motion:
     """Rates about the device's axes: sines of hand shake, turns, and white noise.
@@ -124,6 +133,7 @@ def mixed_motion(seed=5):
 
 def rates_change():
     frames = even(70) + even(90, fps=60, skew=12000, exposure=6000) + even(40)
+    frames[160]['gap_us'] = 16667  # a whole slow period after a fast frame is no drop
     return stabilized('30-60-30 fps', frames, motion=Motion(8, 0.08))
 
 
@@ -193,7 +203,7 @@ def short_batches():
                         (21, late_start(3)), (24, late_start(6)), (30, nothing),
                         (31, early_end(9)), (35, nothing), (36, lambda batch: batch[:1])):
         frames[index]['edit'] = edit
-    return stabilized('short batches', frames)
+    return stabilized('short batches', frames, hz=416)
 
 
 def damaged_batches():
@@ -254,6 +264,72 @@ def mounts():
             for position in (0, 1) for mount in (0, 90, 180, 270)]
 
 
+def random_sensor(random, hz, position, noise_floor):
+    width, height = random.pick((1920, 1080), (1280, 720), (3840, 2160), (1440, 1920))
+    face = {records.FACE_MODE: random.pick(0, 0, 1), records.FACE_ENABLE: random.pick(0, 1),
+            records.FACE_TH_LOW: random.between(0.0, 0.02),
+            records.FACE_TH_HIGH: random.between(0.021, 0.06),
+            records.FACE_FACTOR: random.between(0.0, 0.9),
+            records.FACE_DECREASE: random.between(0.1, 1.0),
+            records.FACE_INCREASE: random.between(0.5, 3.0),
+            records.MOTION_MODE: random.pick(0, 1),
+            records.MOTION_HANDHELD_TH: random.between(0.01, 0.3)}
+    blur = dict(enable=random.pick(0, 1), min_strength=random.between(0.0, 1.05),
+                exposure_time_th=random.between(0.0, 0.02),
+                start_decrease_at_blur=random.between(0.0, 10.0),
+                end_decrease_at_blur=random.between(0.0, 40.0))
+    return sensor(width, height, int(random.between(600, 4000)), hz, random.pick(0, 90, 180, 270),
+                  position, random.between(0.05, 0.3),
+                  (random.between(-40, 40), random.between(-40, 40)),
+                  int(random.between(-15000, 15000)), 0, noise_floor, face, blur)
+
+
+def random_windows(random, record):
+    w, h = record.input_width, record.input_height
+
+    def part(least):
+        k = random.between(least, 1.0)
+        return window(w, h, 2 * int(w * k / 2), 2 * int(h * k / 2))
+    return windows(w, h, part(0.7), part(0.7), part(0.5))
+
+
+def random_stream(seed):
+    """Everything at once: sizes, rates, faults of frames and batches."""
+    random = Random(1000 + seed)
+    hz, position = random.pick(100, 200, 416, 500, 1000, 1600), random.pick(0, 1)
+    noise_floor = random.pick(0.001, 0.003, 0.02)
+    sensors = [random_sensor(random, hz, position, noise_floor) for _ in range(random.pick(1, 2))]
+    frames = []
+    for _ in range(3):
+        period = int(1e6 / random.pick(15, 24, 30, 50, 60, 120))
+        frames += even(int(random.between(3, 30)), 1e6 / period,
+                       int(random.between(50, period - 1)), int(random.between(0, period - 1)))
+    active, regions = 0, random_windows(random, sensors[0])
+    for frame in frames:
+        if random.one_in(12):
+            active = int(random.between(0, len(sensors)))
+            regions = random_windows(random, sensors[active])
+        frame.update(sensor=active, windows=regions)
+        if random.one_in(20):
+            frame['gap_us'] = int(random.pick(random.between(-9000, 9000), 700000 * random.next()))
+        if random.one_in(50):
+            frame['skip_ids'] = random.pick(2, 1, -1)
+        if random.one_in(16):
+            count = int(random.between(1, 20))
+            frame['edit'] = random.pick(nothing, early_end(count), late_start(count),
+                                        lambda batch: batch[::2])
+    begin = random.between(0.0, 2.0)
+    motion = Motion(seed, random.pick(0.01, 0.05, 0.1, 0.3, 0.6), low_hz=0.2,
+                    high_hz=random.pick(2.0, 9.0, 20.0), noise=random.pick(0.0005, 0.002),
+                    turns=((begin, begin + 0.7, [random.between(-1.5, 1.5) for _ in range(3)]),),
+                    quiet=(begin + 1.0, begin + 2.0))
+    gaps = ((begin + 0.5, begin + 0.5 + random.between(0.0, 0.4)),)
+    return stabilized(f'random {seed}', frames, hz, motion, sensors=sensors, gaps=gaps,
+                      jitter_us=random.pick(0, 100), common=common(
+                          is_type=random.pick(4, 4, 4, 6), output_width=random.pick(1920, 1280),
+                          do_virtual_upscale_in_transform=random.one_in(2)))
+
+
 def all_scenarios():
     still = Motion(3, 0.05, noise=0.001, quiet=(1.0, 3.0))
     noisy_still = Motion(4, 0.0, noise=0.0034)
@@ -302,4 +378,5 @@ def all_scenarios():
             sensor(behaviour=MOTION_TUNED, noise_floor=0.02)]),
         first_pass_alone(),
         stabilized('global shutter', even(30, skew=0), motion=Motion(23, 0.2)),
+        *(random_stream(seed) for seed in range(20)),
     ]

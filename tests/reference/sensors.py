@@ -101,7 +101,7 @@ class Gyro:
         good = self._judge_order(batch, period, say) and good
         gap = f32(batch[0][0] - newest) if newest and newest < batch[0][0] else 0.0
         if not switched and 0.0 < gap < PAUSE_US:
-            loss, slip = f32(period * 4) * 1.05, f32(period + period) * 1.05
+            loss, slip = (f32(f32(period * periods) * f32(1.05)) for periods in (4, 2))
             if gap > loss:
                 say('IS0018', 'samples->samples[0].ts - _last_sample.ts = '
                     f'{gap:f}[us] > {loss:f}[us]')
