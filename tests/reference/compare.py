@@ -70,8 +70,6 @@ class Library:
 
     def open(self, row):
         self.context, self.memory = ctypes.c_void_p(), Memory()
-        self.distortion_only = row['common'].is_type == 6
-        self.two_passes = row['two_passes'] or self.distortion_only
         sensors = (records.InitSensor * len(row['sensors']))(*row['sensors'])
         status = self.lib.eis2_initialize(ctypes.byref(self.context), ctypes.byref(row['common']),
                                           sensors, len(sensors))
@@ -86,30 +84,28 @@ class Library:
                                                   ctypes.byref(out))
         return status, (out.gyro.first_ts, out.gyro.last_ts), out
 
-    def process(self, frame):
-        """Status, and the records that came out, empty if none did."""
+    def play(self, frame, calls):
+        """As Model.play(): statuses, and the record of each call out of which a frame came."""
         batch = (records.Sample * max(len(frame.gyro), 1))()
         for record, (ts, *rates) in zip(batch, frame.gyro):
             record.ts, record.data[0:3] = ts, rates
-        kind = records.InputDistortion if self.two_passes else records.Input
-        given = kind(frame_id=frame.frame_id, active_sensor_idx=frame.sensor,
-                     frame_time_input=frame.times, window_regions=frame.windows, focus_distance=1.0)
-        given.gyro = records.SampleArray(batch, len(frame.gyro))
-        memory = self.memory
-        if not self.two_passes:
-            status = self.lib.eis2_process(self.context, ctypes.byref(given),
-                                           ctypes.byref(memory.combined))
-            return status, [memory.combined] if not status and memory.combined.output_valid else []
-        status = self.lib.eis_internal_process_distortion_correction(
-            self.context, ctypes.byref(given), ctypes.byref(memory.first))
-        out = [memory.first] if not status and memory.first.output_valid else []
-        if status or self.distortion_only:
-            return status, out
-        given = records.InputStabilize(frame_id=frame.frame_id, active_sensor_idx=frame.sensor,
-                                       frame_time_input=frame.times)
-        status = self.lib.eis_internal_process_stabilize(self.context, ctypes.byref(given),
-                                                         ctypes.byref(memory.second))
-        return status, out + ([memory.second] if memory.second.output_valid else [])
+        head = dict(frame_id=frame.frame_id, active_sensor_idx=frame.sensor,
+                    frame_time_input=frame.times)
+        rest = dict(gyro=records.SampleArray(batch, len(frame.gyro)), focus_distance=1.0,
+                    window_regions=frame.windows)
+        statuses, outputs = [], []
+        for call in calls:
+            function, given, out = {
+                'p': (self.lib.eis2_process, records.Input(**head, **rest), self.memory.combined),
+                'd': (self.lib.eis_internal_process_distortion_correction,
+                      records.InputDistortion(**head, **rest), self.memory.first),
+                's': (self.lib.eis_internal_process_stabilize, records.InputStabilize(**head),
+                      self.memory.second)}[call]
+            statuses.append(function(self.context, ctypes.byref(given), ctypes.byref(out)))
+            outputs += [out] if out.output_valid else []
+            if statuses[-1] and call == 'd':
+                break
+        return statuses, outputs
 
 
 class ErrorCapture:
@@ -209,7 +205,7 @@ class Comparison:
 
 
 def play(row):
-    """Frames of a scenario as (times, sensor, frame id, windows, edit)."""
+    """Frames of a scenario as (times, sensor, frame id, windows, edit, calls)."""
     sof, frame_id = EPOCH_US, 0
     for index, frame in enumerate(row['frames']):
         sof += (row['frames'][index - 1]['frame_time'] if index else 0) + frame['gap_us']
@@ -217,7 +213,8 @@ def play(row):
         times = records.FrameTimes(sof, frame['frame_time'], frame['exposure'], frame['skew'])
         size = row['sensors'][min(frame['sensor'], len(row['sensors']) - 1)]
         yield (times, frame['sensor'], frame_id,
-               frame['windows'] or windows(size.input_width, size.input_height), frame['edit'])
+               frame['windows'] or windows(size.input_width, size.input_height), frame['edit'],
+               frame['calls'])
 
 
 def run(row, library, comparison):
@@ -228,7 +225,7 @@ def run(row, library, comparison):
     model, came_out, shown = Model(row['common'], row['sensors']), 0, []
     with ErrorCapture() as errors:
         library.open(row)
-        for index, (times, sensor, frame_id, regions, edit) in enumerate(frames):
+        for index, (times, sensor, frame_id, regions, edit, calls) in enumerate(frames):
             comparison.where = f'frame {index}'
             mine, theirs = model.intervals(times, sensor), library.intervals(times, sensor)
             comparison.exact('interval status', mine[0], theirs[0])
@@ -239,14 +236,11 @@ def run(row, library, comparison):
             batch = edit(samples[bisect_left(stamps, first):bisect_right(stamps, last)])
             frame = frame_input(frame_id=frame_id, sensor=sensor, times=times, windows=regions,
                                 gyro=batch)
-            status = (model.distortion_pass(frame) if library.two_passes
-                      else model.process(frame)[0])
-            if library.two_passes and status == 0 and not library.distortion_only:
-                status = model.stabilization_pass(frame)[0]
-            their_status, outputs = library.process(frame)
-            comparison.exact('status', status, their_status)
-            comparison.exact('valid', frame.valid and not status, bool(outputs))
-            if frame.valid and outputs:
+            statuses, count = model.play(frame, calls)
+            their_statuses, outputs = library.play(frame, calls)
+            comparison.exact('statuses', statuses, their_statuses)
+            comparison.exact('outputs', count, len(outputs))
+            if count and outputs:
                 came_out += 1
                 shown.append(frame)
                 for out in outputs:

@@ -110,7 +110,7 @@ def windows(width=WIDTH, height=HEIGHT, pre_in=None, pre_out=None, fov=None):
 def even(count, fps=30, exposure=10000, skew=25000, **fields):
     """Frames one after another. `gap_us` moves a frame and all after it; `edit` spoils a batch."""
     return [dict(frame_time=int(1e6 / fps), exposure=exposure, skew=skew, gap_us=0, skip_ids=0,
-                 edit=list, sensor=0, windows=None, **fields) for _ in range(count)]
+                 edit=list, calls='p', sensor=0, windows=None, **fields) for _ in range(count)]
 
 
 def changed(frames, begin, end, **fields):
@@ -122,7 +122,7 @@ def changed(frames, begin, end, **fields):
 def stabilized(name, frames=None, hz=500, motion=None, **parts):
     """One row of the table."""
     row = dict(name=name, hz=hz, common=common(), sensors=[sensor(hz=hz)], gaps=(), jitter_us=0,
-               frames=frames or even(75), motion=motion or Motion(len(name)), two_passes=False)
+               frames=frames or even(75), motion=motion or Motion(len(name)))
     row.update(parts)
     return row
 
@@ -236,10 +236,19 @@ def switches():
                       motion=Motion(11, 0.05, noise=0.004))
 
 
+def calls_out_of_order():
+    """After a second pass left out only a pause opens the stream again."""
+    frames = changed(even(50), 0, 50, calls='ds')
+    frames[10]['calls'], frames[14]['calls'] = 'dss', 'd'
+    return stabilized('calls out of order', frames)
+
+
 def first_pass_alone():
     frames = changed(even(100), 60, 63, edit=nothing)
     frames[75]['gap_us'] = 600000
     frames[85]['gap_us'] = 33333
+    changed(frames, 0, 100, calls='d')
+    frames[20]['calls'], frames[22]['calls'] = 'ds', 'p'  # there is no second pass
     return stabilized('first pass alone', frames, common=common(is_type=6),
                       motion=mixed_motion(22))
 
@@ -326,7 +335,7 @@ def random_stream(seed):
     gaps = ((begin + 0.5, begin + 0.5 + random.between(0.0, 0.4)),)
     return stabilized(f'random {seed}', frames, hz, motion, sensors=sensors, gaps=gaps,
                       jitter_us=random.pick(0, 100), common=common(
-                          is_type=random.pick(4, 4, 4, 6), output_width=random.pick(1920, 1280),
+                          output_width=random.pick(1920, 1280),
                           do_virtual_upscale_in_transform=random.one_in(2)))
 
 
@@ -343,7 +352,7 @@ def all_scenarios():
         stabilized('hand-held, wrong rate', hz=480, sensors=[sensor(hz=500)]),
         stabilized('still', even(110), motion=still),
         stabilized('at the noise floor', motion=noisy_still),
-        stabilized('panning', even(110), motion=mixed_motion(), two_passes=True),
+        stabilized('panning', changed(even(110), 0, 110, calls='ds'), motion=mixed_motion()),
         stabilized('slow sweep', even(140), motion=Motion(7, 0.01, low_hz=0.1, high_hz=0.6)),
         stabilized('breaches', motion=Motion(12, 0.5)),
         stabilized('severe shake', even(60), motion=violent),
@@ -360,7 +369,8 @@ def all_scenarios():
         front('front, default', frames=even(100)),
         front('front, tuned', FACE_TUNED),
         front('front, off', {records.FACE_MODE: 1}, frames=even(30)),
-        front('front, slow turns', FACE_TUNED, motion=Motion(16, 0.25), two_passes=True),
+        front('front, slow turns', FACE_TUNED, motion=Motion(16, 0.25)),
+        calls_out_of_order(),
         *mounts(),
         stabilized('blur masking', even(90, exposure=16000), motion=Motion(17, 0.35), sensors=[
             sensor(blur=BLUR)]),

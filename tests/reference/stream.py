@@ -10,7 +10,7 @@ from sensors import PAUSE_US, Gyro, row_time
 from stage import MIDDLE, ROWS, Stage
 
 OK, GENERAL, INVALID = 0, 0x08000002, 0x08000003
-STABILIZER, DISTORTION_ONLY = 4, 6
+STABILIZER = 4
 OUT_OF_ORDER = ('Invalid SW flow out of order execution call. Stabilization part was called before '
                 'distortion correction was called (current frame ID, previous dist_corr frame ID, '
                 'previous stab frame ID) : ')
@@ -192,13 +192,25 @@ class Model:
         offset = self.sensors[sensor].tuning.timing.s3d_offset
         return OK, self.gyro.ask(times, offset, 0, self.readout[sensor])
 
-    def process(self, frame):
-        """Status and, when a frame came out, the frame with all results."""
-        status = self.distortion_pass(frame)
-        if status != OK:
-            self.error('IS0002', 'eis_internal_process_distortion_correction() failed')
-            return status, None
-        return self.stabilization_pass(frame)
+    def play(self, frame, calls):
+        """Statuses of the calls, and out of how many a frame came; the frame takes all results.
+
+        calls: p for both passes in one, d and s for one of them; a failed d ends the frame.
+        """
+        statuses, count = [], 0
+        for call in calls:
+            status = self.distortion_pass(frame) if call in 'pd' else OK
+            if call == 'p' and status != OK:
+                self.error('IS0002', 'eis_internal_process_distortion_correction() failed')
+            elif call in 'ps':
+                status = self.stabilization_pass(frame)
+                if call == 'p' and status != OK:
+                    self.error('IS0002', 'eis_internal_process_stabilize() failed')
+            statuses.append(status)
+            count += status == OK and frame.valid
+            if status != OK and call == 'd':
+                break
+        return statuses, count
 
     def distortion_pass(self, frame):
         frame.valid = False
@@ -282,9 +294,11 @@ class Model:
         frame.valid = True
 
     def stabilization_pass(self, frame):
+        if not self.stabilizes:
+            self.error('IS0002', 'Invalid SW flow')
+            return GENERAL
         if not self._stabilization_input_good(frame):
-            self.error('IS0002', 'eis_internal_process_stabilize() failed')
-            return INVALID, None
+            return INVALID
         if self.without_gyro:
             self.filter.drain()
             if self.filter.state == ERROR:
@@ -297,7 +311,7 @@ class Model:
             self._stabilize(frame)
         self.prev_id_stabilize = frame.frame_id
         self._finish(frame)
-        return OK, frame if frame.valid else None
+        return OK
 
     def _stabilization_input_good(self, frame):
         errors = self._sensor_faults(frame.sensor)
