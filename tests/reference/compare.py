@@ -28,7 +28,7 @@ from collections import Counter
 
 import records
 from arithmetic import f32, ulp32
-from scenarios import EPOCH_US, all_scenarios, random_stream, sample_stream, windows
+from scenarios import all_scenarios, random_stream, sample_stream, windows
 from sensors import row_time
 from stream import Model, crop_size, frame_input, is_panning
 
@@ -206,7 +206,7 @@ class Comparison:
 
 def play(row):
     """Frames of a scenario as (times, sensor, frame id, windows, edit, calls)."""
-    sof, frame_id = EPOCH_US, 0
+    sof, frame_id = row['epoch'], 0
     for index, frame in enumerate(row['frames']):
         sof += (row['frames'][index - 1]['frame_time'] if index else 0) + frame['gap_us']
         frame_id += 1 + frame['skip_ids']
@@ -219,8 +219,7 @@ def play(row):
 
 def run(row, library, comparison):
     frames = list(play(row))
-    seconds = (frames[-1][0].sof - EPOCH_US) / 1e6 + 0.5
-    samples = sample_stream(row['motion'], row['hz'], seconds, row['gaps'], row['jitter_us'])
+    samples = sample_stream(row, (frames[-1][0].sof - row['epoch']) / 1e6 + 0.5)
     stamps = [sample[0] for sample in samples]
     model, came_out, shown = Model(row['common'], row['sensors']), 0, []
     with ErrorCapture() as errors:

@@ -6,7 +6,6 @@ import records
 from records import CropWindow, InitCommon, InitSensor, WindowRegions
 
 WIDTH, HEIGHT, MARGIN = 1920, 1080, 0.1
-EPOCH_US = 2000000
 
 
 class Random:
@@ -56,15 +55,14 @@ class Motion:
         return out
 
 
-def sample_stream(motion, hz, seconds, gaps=(), jitter_us=0):
+def sample_stream(row, seconds):
     """(ts, x, y, z) from a tenth of a second before the first frame; gaps are (from_s, to_s)."""
     random, out = Random(77), []
-    for k in range(int(hz * (seconds + 0.2))):
-        ts = int(EPOCH_US - 100000 + 1e6 * k / hz + jitter_us * (2 * random.next() - 1))
-        at = (ts - EPOCH_US) / 1e6
-        rates = motion.rates(at)
-        if not any(begin < at < end for begin, end in gaps):
-            out.append((ts, *rates))
+    for k in range(int(row['hz'] * (seconds + 0.2))):
+        after = int(1e6 * k / row['hz'] - 1e5 + row['jitter_us'] * (2 * random.next() - 1))
+        rates = row['motion'].rates(after / 1e6)
+        if not any(begin < after / 1e6 < end for begin, end in row['gaps']):
+            out.append((row['epoch'] + after, *rates))
     return out
 
 
@@ -122,7 +120,7 @@ def changed(frames, begin, end, **fields):
 def stabilized(name, frames=None, hz=500, motion=None, **parts):
     """One row of the table."""
     row = dict(name=name, hz=hz, common=common(), sensors=[sensor(hz=hz)], gaps=(), jitter_us=0,
-               frames=frames or even(75), motion=motion or Motion(len(name)))
+               epoch=2000000, frames=frames or even(75), motion=motion or Motion(len(name)))
     row.update(parts)
     return row
 
@@ -349,11 +347,15 @@ def all_scenarios():
         stabilized('hand-held 200 Hz', hz=200),
         stabilized('hand-held 500 Hz', even(140)),
         stabilized('hand-held 1000 Hz', hz=1000, jitter_us=120),
+        # Two weeks after the clock started a single cannot tell a frame's times apart.
+        stabilized('long uptime', drops()['frames'], epoch=1234567890123, motion=Motion(25, 0.1)),
         stabilized('hand-held, wrong rate', hz=480, sensors=[sensor(hz=500)]),
         stabilized('still', even(110), motion=still),
         stabilized('at the noise floor', motion=noisy_still),
         stabilized('panning', changed(even(110), 0, 110, calls='ds'), motion=mixed_motion()),
         stabilized('slow sweep', even(140), motion=Motion(7, 0.01, low_hz=0.1, high_hz=0.6)),
+        stabilized('60 fps', even(160, fps=60, skew=12000, exposure=6000), motion=Motion(
+            26, 0.03, low_hz=0.3, high_hz=1.5)),
         stabilized('breaches', motion=Motion(12, 0.5)),
         stabilized('severe shake', even(60), motion=violent),
         stabilized('whirled', even(40), motion=Motion(
