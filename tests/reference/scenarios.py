@@ -356,7 +356,7 @@ def all_scenarios():
         stabilized('slow sweep', even(140), motion=Motion(7, 0.01, low_hz=0.1, high_hz=0.6)),
         stabilized('60 fps', even(160, fps=60, skew=12000, exposure=6000), motion=Motion(
             26, 0.03, low_hz=0.3, high_hz=1.5)),
-        stabilized('breaches', motion=Motion(12, 0.5)),
+        stabilized('breaches', even(200), motion=Motion(12, 0.5)),
         stabilized('severe shake', even(60), motion=violent),
         stabilized('whirled', even(40), motion=Motion(
             13, 3.0, turns=((0.3, 1.4, (9.0, 2.0, 4.0)),))),
