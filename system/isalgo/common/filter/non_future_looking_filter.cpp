@@ -24,7 +24,7 @@ constexpr WindowTargets kTargets = {60, 14, 44};
 constexpr WindowTargets kFastTargets = {120, 28, 88};
 
 // Weight of the way back to no correction on the first frame of a stream.
-constexpr float kFade = 0.9f;
+constexpr double kFade = 0.9;
 
 // Frames over which the motion rule looks for changes of direction: all, and the newest half.
 constexpr uint32_t kMostFrames = 120;
