@@ -97,8 +97,8 @@ class STEADYWARP_API ParameterFileSymbolTable {
     const VersionUnion& GetVersion() const { return m_version; }
     unsigned char GetAlignment() const { return m_alignment; }
     ParameterBinaryFile* GetFile() const { return m_file.get(); }
-    uint32_t GetModuleCount() const { return m_moduleCount; }
-    uint32_t GetDataCount() const { return m_dataCount; }
+    uint32_t GetModuleCount() const { return m_modules.count; }
+    uint32_t GetDataCount() const { return m_dataIsModule ? m_modules.count : m_data.count; }
     /// The data of every record that has a mode, in ID order.
     PList<ModuleData*>& GetModuleList() { return m_moduleData; }
 

@@ -7,6 +7,7 @@
 /// the file and of the symbol table; the control lock stands alone.
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "steadywarp/tuning/parameterfilesymboltable.h"
@@ -223,8 +224,12 @@ class STEADYWARP_API ParameterSetManager : public IModeTable, public IParameterD
         ParameterBinaryFile* file;
     };
     struct ModeRecord;
-    struct Selection;
     struct LoadRequest;
+    // The locks under which a module is looked up and read.
+    struct ReadAccess {
+        std::optional<ParameterScopedLock> tree;
+        std::optional<ParameterScopedLock> modules;  // first to go
+    };
     using CTValues = PList<ParameterCTValue>;
 
     bool InFileMode() const { return m_fileModeEnabled && m_fileName[0] != '\0'; }
@@ -258,8 +263,9 @@ class STEADYWARP_API ParameterSetManager : public IModeTable, public IParameterD
     bool CheckModeRecord(const ModeRecord& record);
     bool PlaceMode(const ModeRecord& record);
     void CutEndlessLinks();
-    ModeEntry* WalkBranch(TuningMode const* branch, unsigned int count,
-                          bool (*visit)(ParameterSetManager*, ModeEntry*, void*), void* context);
+    static ModeEntry* NextMode(ModeEntry* at, TuningMode const* branch, unsigned int count,
+                               unsigned int* index);
+    ModeEntry* FindEntry(TuningMode const* branch, unsigned int count);
 
     // Modes on demand.
     bool LoadModules(ModeEntry* mode, bool load, const LoadRequest& request);
@@ -269,9 +275,10 @@ class STEADYWARP_API ParameterSetManager : public IModeTable, public IParameterD
     void TrimLoadedModes(const LoadRequest& request);
     bool LoadModeInternal(TuningMode const* branch, unsigned int count, char const* name,
                           bool* needReload);
-    void LoadBranchForReading(TuningMode const* branch, unsigned int count, char const* name,
-                              ParameterModule** previous, ParameterScopedLock** tree,
-                              void* storage);
+    void LockForReading(ReadAccess& access, TuningMode const* branch, unsigned int count,
+                        char const* name, ParameterModule** previous);
+    bool LoadAndLock(ReadAccess& access, TuningMode const* branch, unsigned int count,
+                     char const* name, ParameterModule** previous);
     bool ReloadIfStill(uint64_t generation);
     ParameterModule* SelectModule(char const* name, TuningMode const* branch, unsigned int count);
     bool EnsureLoaded(ParameterModule* module);
@@ -282,7 +289,6 @@ class STEADYWARP_API ParameterSetManager : public IModeTable, public IParameterD
                     Operation operation);
 
     // Replacing.
-    bool ReloadUnderLocks(bool bufferMode);
     bool ReloadAsBuffer();
     void FreeReplacedParameters();
     void FreeBinaryParameters();
