@@ -72,8 +72,8 @@ TEST_P(Hostile, EveryBitFlipLoadsOrFails) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Versions, Hostile, testing::Values("1.0.1", "3.0.0", "5.0.0"),
-                         [](const auto& info) {
-                             std::string name = info.param;
+                         [](const auto& test) {
+                             std::string name = test.param;
                              std::replace(name.begin(), name.end(), '.', '_');
                              return name;
                          });

@@ -60,16 +60,16 @@ TEST_P(EveryVersion, FindsTheDeepestModule) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Versions, EveryVersion,
-    testing::Combine(testing::Values("1.0.1", "1.0.2", "1.1.0", "2.0.0", "3.0.0", "3.0.1", "3.1.0",
-                                     "4.0.0", "5.0.0"),
-                     testing::Bool()),
-    [](const auto& info) {
-        std::string name = std::get<0>(info.param);
-        std::replace(name.begin(), name.end(), '.', '_');
-        return name + (std::get<1>(info.param) ? "_file" : "_buffer");
-    });
+INSTANTIATE_TEST_SUITE_P(Versions, EveryVersion,
+                         testing::Combine(testing::Values("1.0.1", "1.0.2", "1.1.0", "2.0.0",
+                                                          "3.0.0", "3.0.1", "3.1.0", "4.0.0",
+                                                          "5.0.0"),
+                                          testing::Bool()),
+                         [](const auto& test) {
+                             std::string name = std::get<0>(test.param);
+                             std::replace(name.begin(), name.end(), '.', '_');
+                             return name + (std::get<1>(test.param) ? "_file" : "_buffer");
+                         });
 
 TEST(Header, EdgesOfTheFormat) {
     const auto withVersion = [](tuning::FileVersion version) {
@@ -81,7 +81,7 @@ TEST(Header, EdgesOfTheFormat) {
     EXPECT_FALSE(LoadBytes(manager, withVersion({5, 0, 1})));
     EXPECT_EQ(std::string(manager.GetLastError()).rfind("Unsupported binary header version", 0),
               0u);
-    for (const uint8_t sections : {1, 5}) {
+    for (const uint8_t sections : {uint8_t{1}, uint8_t{5}}) {
         tuning::Bytes bytes = SampleBytes();
         bytes[164] = sections;
         tuning::MendCrc(&bytes);
@@ -120,7 +120,8 @@ TEST(Header, FileModeNeeds316Bytes) {
         disk.Write(cut);
         LogLines lines;
         EXPECT_EQ(SampleManager(true).LoadBinaryParameters(disk.Name()), length == 316);
-        EXPECT_EQ(lines.Count("Failed to read 316 bytes from binary file"), length == 315 ? 1u : 0u);
+        EXPECT_EQ(lines.Count("Failed to read 316 bytes from binary file"),
+                  length == 315 ? 1u : 0u);
     }
 }
 
@@ -164,15 +165,23 @@ TEST(Tree, CirclesAndGapsEnd) {
     SampleManager parents;
     EXPECT_TRUE(LoadBytes(parents, tuning::Encode(image)));
     EXPECT_EQ(NumberAt(parents, kVideo), 100u);
-    // A mode that links back to the root: a long run of one kind has many ways to go.
-    image = SampleImage("[[mode]]\npath = \"Default\"\n[[mode]]\npath = \"Default|Feature1.ADRC\"\n"
-                        "link = \"Default\"\n" + SampleModuleText("Default", 1));
-    SampleManager back;
-    ASSERT_TRUE(LoadBytes(back, tuning::Encode(image)));
-    std::vector<TuningMode> branch(40, TuningMode{3, 2, 0});
+    // Two ways at each of twenty levels, and none leads far enough.
+    std::string text = "[[mode]]\npath = \"Default\"\n";
+    for (int level = 0; level <= 20; ++level) {
+        const std::string path = "Default|Usecase." + std::to_string(100 + level);
+        text += "[[mode]]\npath = \"" + path + "\"\n";
+        for (int way = 1; way <= 2 && level < 20; ++way) {
+            text += "[[mode]]\npath = \"" + path + "|Feature1." + std::to_string(way) +
+                    "\"\nlink = \"Default|Usecase." + std::to_string(101 + level) + "\"\n";
+        }
+    }
+    SampleManager maze;
+    ASSERT_TRUE(LoadBytes(maze, SampleBytes(text + SampleModuleText("Default", 1))));
+    std::vector<TuningMode> branch(32, TuningMode{3, 1, 0});
     branch[0] = {0, 0, 0};
-    branch.back().subMode = 9;
-    EXPECT_NE(back.GetModule("alpha", branch.data(), 40, nullptr), nullptr);
+    branch[1] = {2, 100, 0};
+    branch.back().subMode = 2;
+    EXPECT_NE(maze.GetModule("alpha", branch.data(), 32, nullptr), nullptr);
     EXPECT_EQ(lines.Count("FindMode: gave up"), 1u);
 }
 
@@ -241,7 +250,9 @@ std::string ManyModes(int count) {
     return text + modules;
 }
 
-std::string UsecasePath(int i) { return "0.0|2." + std::to_string(100 + i); }
+std::string UsecasePath(int i) {
+    return "0.0|2." + std::to_string(100 + i);
+}
 
 }  // namespace
 
@@ -296,6 +307,9 @@ TEST(Reload, AChangedFileIsMetAndHeldModulesStay) {
     EXPECT_NE(fresh, held);
     EXPECT_EQ(fresh->number, 210u);
     // Handed over in the very call that meets the next change.
+    PList<TuningMode> branch;
+    manager.GetModeBranchFromPath(kAdrc, branch);
+    EXPECT_TRUE(manager.UnloadMode(branch.begin(), branch.Count()));
     disk.Write(SampleBytes(SampleText(300)));
     SampleModule* next = manager.Get(kAdrc, "alpha", fresh);
     ASSERT_NE(next, nullptr);

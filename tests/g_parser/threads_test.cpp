@@ -56,7 +56,11 @@ TEST(Threads, AFileThatChangesIsReloadedOnce) {
     SampleManager manager(true);
     ASSERT_TRUE(manager.LoadBinaryParameters(disk.Name()));
     std::atomic<int> wrong{0};
+    PList<TuningMode> branch;
+    manager.GetModeBranchFromPath("0.0|1.0|2.2|3.2", branch);
     for (int round = 1; round <= 10; ++round) {
+        // A change shows when something has to be read.
+        EXPECT_TRUE(manager.UnloadMode(branch.begin(), branch.Count()));
         const uint32_t base = static_cast<uint32_t>(round) * 1000;
         SampleModule* held = manager.Get("0.0|1.0");
         disk.Write(SampleBytes(SampleText(static_cast<int>(base))));

@@ -26,9 +26,14 @@ TEST(Utils, NumbersAsText) {
         double value;
         unsigned int decimals;
         const char* text;
-    } kCases[] = {{2.0, 0, "2"},          {2.5, 0, "3"},       {0.125, 2, "0.13"},
-                  {2.0, 10, "2.0"},       {-1.5, 3, "-1.5"},   {999.96, 1, "1000.0"},
-                  {-0.001, 2, "0.0"},     {0.1f, 10, "0.1000000015"},
+    } kCases[] = {{2.0, 0, "2"},
+                  {2.5, 0, "3"},
+                  {0.125, 2, "0.13"},
+                  {2.0, 10, "2.0"},
+                  {-1.5, 3, "-1.5"},
+                  {999.96, 1, "1000.0"},
+                  {-0.001, 2, "0.0"},
+                  {0.1f, 10, "0.1000000015"},
                   {4294967295.0, 0, "4294967295"}};
     for (const auto& c : kCases) {
         char text[65];
@@ -48,8 +53,8 @@ TEST(Utils, TextAsNumbers) {
         const char* text;
         bool ok;
         double value;
-    } kCases[] = {{"12.5", true, 12.5}, {"-3", true, -3.0},  {"12-3", true, -3.0},
-                  {".5", true, 0.5},    {"", false, 0.0},    {"-", false, 0.0},
+    } kCases[] = {{"12.5", true, 12.5},  {"-3", true, -3.0},  {"12-3", true, -3.0},
+                  {".5", true, 0.5},     {"", false, 0.0},    {"-", false, 0.0},
                   {"1.2.3", false, 0.0}, {"inf", false, 0.0}, {"1e3", false, 0.0}};
     for (const auto& c : kCases) {
         bool ok = !c.ok;
@@ -65,8 +70,11 @@ TEST(Utils, FirstComponentOfAPath) {
         unsigned int consumed;
         const char* name;
         unsigned int index;
-    } kCases[] = {{"top.gain", 4, "top", 99}, {"tab[12].x", 8, "tab", 12}, {"gain", 4, "gain", 99},
-                  {"tab[]", 0, "", 99},       {longest, 0, "", 99}};
+    } kCases[] = {{"top.gain", 4, "top", 99},
+                  {"tab[12].x", 8, "tab", 12},
+                  {"gain", 4, "gain", 99},
+                  {"tab[]", 0, "", 99},
+                  {longest, 0, "", 99}};
     for (const auto& c : kCases) {
         char name[129];
         unsigned int index = 99;

@@ -47,8 +47,8 @@ class SampleModule : public ParameterModule {
             return true;
         }
         ParameterFileSymbolTableEntry entry;
-        const bool good = table != nullptr && table->Find(entry, m_recordId, true) &&
-                          Parse(entry, *table);
+        const bool good =
+            table != nullptr && table->Find(entry, m_recordId, true) && Parse(entry, *table);
         MarkLoaded();
         if (!good) {
             UnloadModule();

@@ -71,8 +71,8 @@ std::string Text(const toml::table& table, const char* key, size_t longest,
     }
     const std::string text = node->value_or(std::string());
     if (text.size() > longest) {
-        throw Complaint(*node, std::string(key) + " takes at most " + std::to_string(longest) +
-                                   " bytes");
+        throw Complaint(*node,
+                        std::string(key) + " takes at most " + std::to_string(longest) + " bytes");
     }
     return text;
 }
@@ -111,13 +111,14 @@ const std::vector<Names>& ModeNames() {
          {"None", "OISCapture", "HLG", "HDR10", "MFNRBlend", "MFNRPostFilter",
           "AIDenoiserMFNRBlend", "AIDenoiserMFNRPostFilter", "VLLMFNRBlend", "VLLMFNRPostFilter",
           "VLLPostFusion"}},
-        {"Scene", {"None",        "Landscape",     "Snow",    "Beach",     "Sunset",
-                   "Night",       "Portrait",      "BackLight", "Sports",  "AntiShake",
-                   "Flowers",     "CandleLight",   "Fireworks", "Party",   "NightPortrait",
-                   "Theater",     "Action",        "AR",      "FacePriority", "Barcode",
-                   "BestShot"}},
-        {"Effect", {"None", "Mono", "Sepia", "Negative", "Solarize", "Posterize", "Aqua", "Emboss",
-                    "Sketch", "Neon", "Blackboard", "Whiteboard"}}};
+        {"Scene",
+         {"None",         "Landscape", "Snow",          "Beach",     "Sunset",  "Night",
+          "Portrait",     "BackLight", "Sports",        "AntiShake", "Flowers", "CandleLight",
+          "Fireworks",    "Party",     "NightPortrait", "Theater",   "Action",  "AR",
+          "FacePriority", "Barcode",   "BestShot"}},
+        {"Effect",
+         {"None", "Mono", "Sepia", "Negative", "Solarize", "Posterize", "Aqua", "Emboss", "Sketch",
+          "Neon", "Blackboard", "Whiteboard"}}};
     return names;
 }
 
@@ -178,9 +179,10 @@ class PayloadStore {
     PayloadStore(const FileVersion& version, uint32_t first_data_id)
         : m_alignment(AlignmentOf(version)), m_firstDataId(first_data_id) {}
 
+    // Lay a payload out behind those before it; equal ones of one kind share their bytes.
     Place Store(const Bytes& bytes, const std::string& kind, uint32_t number) {
-        const auto [known, added] =
-            m_places.try_emplace({kind, bytes}, Place{0, static_cast<uint32_t>(bytes.size()), number});
+        const auto [known, added] = m_places.try_emplace(
+            {kind, bytes}, Place{0, static_cast<uint32_t>(bytes.size()), number});
         if (added) {
             known->second.offset = static_cast<uint32_t>(m_data.size());
             m_data.insert(m_data.end(), bytes.begin(), bytes.end());
@@ -190,10 +192,19 @@ class PayloadStore {
     }
 
     uint32_t AddDataRow(const Bytes& bytes) {
-        const auto id = static_cast<uint32_t>(m_rows.size()) + m_firstDataId;
-        const Place place = Store(bytes, "", id);
-        m_rows.push_back({id, place.offset, place.size, place.first});
-        return id;
+        m_pointed.push_back(bytes);
+        return static_cast<uint32_t>(m_pointed.size()) - 1 + m_firstDataId;
+    }
+
+    // Lay out what pointers lead to, behind everything else, in the order of the IDs.
+    std::vector<DataRow> StoreDataRows() {
+        std::vector<DataRow> rows;
+        for (const Bytes& bytes : m_pointed) {
+            const auto id = static_cast<uint32_t>(rows.size()) + m_firstDataId;
+            const Place place = Store(bytes, "", id);
+            rows.push_back({id, place.offset, place.size, place.first});
+        }
+        return rows;
     }
 
     // Bytes of a payload. `key` tells equal contents although their pointers differ.
@@ -214,7 +225,6 @@ class PayloadStore {
     }
 
     Bytes TakeData() { return std::move(m_data); }
-    const std::vector<DataRow>& Rows() const { return m_rows; }
 
   private:
     void Append(Bytes* bytes, std::string* key, uint64_t value, size_t width, bool aligned) {
@@ -290,14 +300,17 @@ class PayloadStore {
             Append(bytes, key, bits, 4, aligned);
             return;
         }
-        static const std::map<std::string, std::pair<size_t, std::pair<int64_t, int64_t>>> kTypes = {
-            {"u8", {1, {0, UINT8_MAX}}},           {"u16", {2, {0, UINT16_MAX}}},
-            {"u32", {4, {0, UINT32_MAX}}},         {"i32", {4, {INT32_MIN, INT32_MAX}}},
-            {"i64", {8, {INT64_MIN, INT64_MAX}}}};
+        static const std::map<std::string, std::pair<size_t, std::pair<int64_t, int64_t>>> kTypes =
+            {{"u8", {1, {0, UINT8_MAX}}},
+             {"u16", {2, {0, UINT16_MAX}}},
+             {"u32", {4, {0, UINT32_MAX}}},
+             {"i32", {4, {INT32_MIN, INT32_MAX}}},
+             {"i64", {8, {INT64_MIN, INT64_MAX}}}};
         const auto known = kTypes.find(type);
         if (known == kTypes.end() || !node.is_integer()) {
-            throw Complaint(node, "expected a number for one of u8, u16, u32, i32, i64, f32, a "
-                                  "\"text\", \"bytes\" or an array");
+            throw Complaint(node,
+                            "expected a number for one of u8, u16, u32, i32, i64, f32, a "
+                            "\"text\", \"bytes\" or an array");
         }
         const int64_t value = node.value_or(int64_t{0});
         const auto [width, range] = known->second;
@@ -312,7 +325,7 @@ class PayloadStore {
     Bytes m_data;
     std::map<std::pair<std::string, Bytes>, Place> m_places;
     std::map<std::string, Bytes> m_contents;
-    std::vector<DataRow> m_rows;
+    std::vector<Bytes> m_pointed;
 };
 
 class DescriptionParser {
@@ -367,8 +380,8 @@ class DescriptionParser {
             } else if (bar != std::string::npos) {
                 const auto found = m_paths.find(path.substr(0, bar));
                 if (found == m_paths.end()) {
-                    throw Complaint(node, "expected a [[mode]] \"" + path.substr(0, bar) +
-                                              "\" above this one");
+                    throw Complaint(
+                        node, "expected a [[mode]] \"" + path.substr(0, bar) + "\" above this one");
                 }
                 row.parent = found->second;
             }
@@ -389,7 +402,8 @@ class DescriptionParser {
         const toml::array& modules = List("module");
         const toml::array& data = List("data");
         m_image.has_data_table = HasDataTable(m_image.version) && Flag(m_root, "data-table", true);
-        const auto first_data = static_cast<uint32_t>(m_image.has_data_table ? 1 : modules.size() + 1);
+        const auto first_data =
+            static_cast<uint32_t>(m_image.has_data_table ? 1 : modules.size() + 1);
         PayloadStore store(m_image.version, first_data);
         for (const toml::node& node : modules) {
             ParseModule(*node.as_table(), &store);
@@ -401,12 +415,17 @@ class DescriptionParser {
             }
             store.AddDataRow(ParseHex(*payload));
         }
-        for (const DataRow& row : store.Rows()) {
+        for (const DataRow& row : store.StoreDataRows()) {
             if (m_image.has_data_table) {
                 m_image.data_rows.push_back(row);
             } else {
-                m_image.symbols.push_back({row.id, "", {0, 0, 0}, kNone, row.data_offset,
-                                           row.data_size, row.duplicate_id});
+                m_image.symbols.push_back({row.id,
+                                           "",
+                                           {0, 0, 0},
+                                           kNone,
+                                           row.data_offset,
+                                           row.data_size,
+                                           row.duplicate_id});
             }
         }
         m_image.has_data_table = m_image.has_data_table && !m_image.data_rows.empty();
@@ -423,8 +442,9 @@ class DescriptionParser {
         row.version = Version(table, "version", "1.0.0");
         const toml::node* mode = table.get("mode");
         row.mode_id = mode != nullptr ? FindMode(*mode) : 0;
-        const std::string kind = "m" + row.type + Hex(reinterpret_cast<const uint8_t*>(&row.version),
-                                                      sizeof row.version);
+        const std::string kind =
+            "m" + row.type +
+            Hex(reinterpret_cast<const uint8_t*>(&row.version), sizeof row.version);
         Bytes bytes;
         if (const toml::node* payload = table.get("payload")) {
             bytes = ParseHex(*payload);

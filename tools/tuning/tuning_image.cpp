@@ -111,7 +111,8 @@ struct SectionRow {
 // Reads numbers at any offset; past the end of the file it notes a finding once and gives 0.
 class Reader {
   public:
-    Reader(const Bytes& file, std::vector<Finding>* findings) : m_file(file), m_findings(findings) {}
+    Reader(const Bytes& file, std::vector<Finding>* findings)
+        : m_file(file), m_findings(findings) {}
     uint64_t Number(uint64_t* at, size_t width, size_t step) {
         uint64_t value = 0;
         if (!Has(*at, width)) {
@@ -320,16 +321,16 @@ void DecodeSections(Reader& in, const Bytes& file, uint64_t at, uint32_t count, 
         image->data.assign(file.begin() + data.offset, file.begin() + data.offset + data.size);
     }
     const size_t head = HasDataTable(image->version) ? 32 : 0;
-    DecodeSymbols(in, places[0], data,
-                  CountRows(in, places[0], 0, SymbolStride(image->version), file.size(),
-                            "symbol table"),
-                  image);
-    DecodeDataRows(in, places[3], data,
-                   CountRows(in, places[3], 0, 16, file.size(), "data table"), image);
-    DecodeModes(in, places[2], head,
-                CountRows(in, places[2], head, ModeStride(image->version), file.size(),
-                          "mode table"),
-                image);
+    DecodeSymbols(
+        in, places[0], data,
+        CountRows(in, places[0], 0, SymbolStride(image->version), file.size(), "symbol table"),
+        image);
+    DecodeDataRows(in, places[3], data, CountRows(in, places[3], 0, 16, file.size(), "data table"),
+                   image);
+    DecodeModes(
+        in, places[2], head,
+        CountRows(in, places[2], head, ModeStride(image->version), file.size(), "mode table"),
+        image);
     CheckReferences(in, *image, places[0].offset);
 }
 
@@ -455,10 +456,10 @@ Image Decode(const Bytes& file, std::vector<Finding>* findings) {
         in.Note(table_at + 4, std::to_string(count) + " sections; 2 to 4 are allowed");
         return image;
     }
-    if (file.size() < 5 || Crc32(file.data(), file.size() - 4) !=
-                               (file[file.size() - 4] | file[file.size() - 3] << 8 |
-                                file[file.size() - 2] << 16 |
-                                static_cast<uint32_t>(file[file.size() - 1]) << 24)) {
+    if (file.size() < 5 ||
+        Crc32(file.data(), file.size() - 4) !=
+            (file[file.size() - 4] | file[file.size() - 3] << 8 | file[file.size() - 2] << 16 |
+             static_cast<uint32_t>(file[file.size() - 1]) << 24)) {
         in.Note(file.size() < 4 ? 0 : file.size() - 4, "the CRC does not match");
     }
     if (!in.Short()) {

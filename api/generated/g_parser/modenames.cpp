@@ -9,12 +9,12 @@
 
 namespace {
 
-constexpr char const* kUsecases[] = {"Preview",           "Snapshot", "Video",
-                                     "ZSL",               "Liveshot", "SnapshotReprocess",
-                                     "IDEALRAW",          "IdealRawReprocess"};
-constexpr char const* kFeatures1[] = {"None",           "ISPHDR",      "ADRC",
-                                      "inSensorHDR3Exp", "MFHDRPreFusion", "MFHDRFusion",
-                                      "MFHDRPostFusion"};
+constexpr char const* kUsecases[] = {"Preview",  "Snapshot",         "Video",
+                                     "ZSL",      "Liveshot",         "SnapshotReprocess",
+                                     "IDEALRAW", "IdealRawReprocess"};
+constexpr char const* kFeatures1[] = {
+    "None",           "ISPHDR",      "ADRC",           "inSensorHDR3Exp",
+    "MFHDRPreFusion", "MFHDRFusion", "MFHDRPostFusion"};
 constexpr char const* kFeatures2[] = {"None",
                                       "OISCapture",
                                       "HLG",
@@ -27,21 +27,20 @@ constexpr char const* kFeatures2[] = {"None",
                                       "VLLMFNRPostFilter",
                                       "VLLPostFusion"};
 constexpr char const* kScenes[] = {
-    "None",       "Landscape",   "Snow",          "Beach",   "Sunset",       "Night",   "Portrait",
-    "BackLight",  "Sports",      "AntiShake",     "Flowers", "CandleLight",  "Fireworks", "Party",
-    "NightPortrait", "Theater",  "Action",        "AR",      "FacePriority", "Barcode", "BestShot"};
-constexpr char const* kEffects[] = {"None",   "Mono",   "Sepia",  "Negative",   "Solarize",
-                                    "Posterize", "Aqua", "Emboss", "Sketch", "Neon",
-                                    "Blackboard", "Whiteboard"};
+    "None",          "Landscape", "Snow",      "Beach",   "Sunset",       "Night",     "Portrait",
+    "BackLight",     "Sports",    "AntiShake", "Flowers", "CandleLight",  "Fireworks", "Party",
+    "NightPortrait", "Theater",   "Action",    "AR",      "FacePriority", "Barcode",   "BestShot"};
+constexpr char const* kEffects[] = {"None",     "Mono",      "Sepia",      "Negative",
+                                    "Solarize", "Posterize", "Aqua",       "Emboss",
+                                    "Sketch",   "Neon",      "Blackboard", "Whiteboard"};
 
 struct ModeNames {
     char const* name;
     std::span<char const* const> subModes;
 };
-const ModeNames kModes[] = {{"Default", {}},          {"Sensor", {}},
-                            {"Usecase", kUsecases},   {"Feature1", kFeatures1},
-                            {"Feature2", kFeatures2}, {"Scene", kScenes},
-                            {"Effect", kEffects}};
+const ModeNames kModes[] = {
+    {"Default", {}},          {"Sensor", {}},     {"Usecase", kUsecases}, {"Feature1", kFeatures1},
+    {"Feature2", kFeatures2}, {"Scene", kScenes}, {"Effect", kEffects}};
 
 bool SameName(char const* a, char const* b) {
     return Zelm::OsUtils::StrNICmp(a, b, std::strlen(b) + 1) == 0;

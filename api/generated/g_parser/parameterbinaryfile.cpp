@@ -172,8 +172,7 @@ bool ParameterBinaryFile::AdoptStatus(const struct stat& status) {
     m_modificationTime = status.st_mtim;
     if (known) {
         m_modified = true;
-        PARAMETER_LOG_WARNING(m_logger,
-                              "ParameterBinaryFile::Open, file modified, must reload\n");
+        PARAMETER_LOG_WARNING(m_logger, "ParameterBinaryFile::Open, file modified, must reload\n");
     }
     return true;
 }
@@ -209,11 +208,11 @@ void ParameterBinaryFile::Close() {
 
 bool ParameterBinaryFile::CheckReadArguments(unsigned char const* value, unsigned int offset,
                                              unsigned int const* pos, unsigned long count) {
-    char const* missing = m_file == nullptr    ? "null file"
-                          : value == nullptr   ? "null value"
-                          : pos == nullptr     ? "null pos"
-                          : m_length == 0      ? "a zero length file"
-                                               : nullptr;
+    char const* missing = m_file == nullptr  ? "null file"
+                          : value == nullptr ? "null value"
+                          : pos == nullptr   ? "null pos"
+                          : m_length == 0    ? "a zero length file"
+                                             : nullptr;
     if (missing != nullptr) {
         PARAMETER_LOG_ERROR(m_logger, "ParameterBinaryFile::Read called with %s\n", missing);
         return false;
@@ -272,10 +271,9 @@ bool ParameterBinaryFile::Read(unsigned char* value, unsigned int offset, unsign
             return false;
         }
     }
-    const unsigned int padding =
-        alignment > 1 && count % alignment != 0
-            ? static_cast<unsigned int>(alignment - count % alignment)
-            : 0;
+    const unsigned int padding = alignment > 1 && count % alignment != 0
+                                     ? static_cast<unsigned int>(alignment - count % alignment)
+                                     : 0;
     // The count fits in the file; only the padding of a field at its very end could wrap.
     const uint64_t next = uint64_t{*pos} + count + padding;
     *pos = next > UINT32_MAX ? UINT32_MAX : static_cast<unsigned int>(next);
@@ -332,9 +330,8 @@ void ParameterBinaryFile::AddReferences(int adjust) {
                                 "file reference was %u\n",
                                 adjust, m_references, static_cast<unsigned int>(m_references));
         }
-        PARAMETER_LOG_DEBUG(m_logger,
-                            "FileReference Adjust: %d, RefCount: %u, opening the file\n", adjust,
-                            static_cast<unsigned int>(m_references));
+        PARAMETER_LOG_DEBUG(m_logger, "FileReference Adjust: %d, RefCount: %u, opening the file\n",
+                            adjust, static_cast<unsigned int>(m_references));
         if (!Open(false)) {
             PARAMETER_LOG_ERROR(m_logger,
                                 "FileReference Adjust: %d, RefCount: %d, Failed to open binary "
@@ -361,9 +358,8 @@ void ParameterBinaryFile::DropReferences(int adjust) {
     }
     m_references += adjust;
     if (m_references <= 0) {
-        PARAMETER_LOG_DEBUG(m_logger,
-                            "FileReference Adjust: %d, RefCount: %u, closing the file\n", adjust,
-                            static_cast<unsigned int>(m_references));
+        PARAMETER_LOG_DEBUG(m_logger, "FileReference Adjust: %d, RefCount: %u, closing the file\n",
+                            adjust, static_cast<unsigned int>(m_references));
         Close();
         m_references = 0;
     }

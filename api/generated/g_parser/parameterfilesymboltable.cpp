@@ -196,7 +196,8 @@ bool ParameterFileSymbolTable::LoadTable(unsigned char const* buffer, bool isMod
 
 bool ParameterFileSymbolTable::ReadTable(const TableImage& image, bool isModule) {
     Table& table = isModule ? m_modules : m_data;
-    const std::unique_ptr<uint32_t[]> counters(new (std::nothrow) uint32_t[table.count + size_t{1}]());
+    const std::unique_ptr<uint32_t[]> counters(new (std::nothrow)
+                                                   uint32_t[table.count + size_t{1}]());
     if (counters == nullptr) {
         PARAMETER_LOG_ERROR(Logger(), "Failed to allocate space for duplicates variable\n");
         return true;
@@ -216,8 +217,8 @@ bool ParameterFileSymbolTable::ReadTable(const TableImage& image, bool isModule)
 
 // One turn of the pass. A record whose ID is out of range keeps the position where it is, so that
 // the turns that are left meet it again.
-bool ParameterFileSymbolTable::ReadRecord(const TableImage& image, bool isModule,
-                                          unsigned int* pos, uint32_t* counters) {
+bool ParameterFileSymbolTable::ReadRecord(const TableImage& image, bool isModule, unsigned int* pos,
+                                          uint32_t* counters) {
     Table& table = isModule ? m_modules : m_data;
     uint32_t id = 0;
     if (uint64_t{*pos} + sizeof id > image.length) {

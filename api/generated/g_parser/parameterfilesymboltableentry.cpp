@@ -140,8 +140,7 @@ void ParameterFileSymbolTableEntry::CheckDuplicate(bool isModule) {
     const uint32_t count = inModules ? m_table->m_modules.count : m_table->m_data.count;
     if (m_duplicateId > count) {
         PARAMETER_LOG_ERROR(
-            m_setManager,
-            "Invalid DuplicateID value %u, should be less than %s table count: %u\n",
+            m_setManager, "Invalid DuplicateID value %u, should be less than %s table count: %u\n",
             m_duplicateId, inModules ? "module" : "data", count);
     }
 }
@@ -196,8 +195,7 @@ bool ParameterFileSymbolTableEntry::Load(unsigned char const* buffer, char const
         unsigned char* bytes =
             size > 0 ? file->Read(static_cast<unsigned int>(start), size) : nullptr;
         unsigned int consumed = 0;
-        good = bytes != nullptr &&
-               ParseRecord(bytes, size, &consumed, isModule, alignment, record);
+        good = bytes != nullptr && ParseRecord(bytes, size, &consumed, isModule, alignment, record);
         std::free(bytes);
         *pos += consumed;
     } else {
@@ -213,10 +211,9 @@ bool ParameterFileSymbolTableEntry::Load(unsigned char const* buffer, char const
 }
 
 void ParameterFileSymbolTableEntry::ReportShortRead(size_t size) const {
-    PARAMETER_LOG_ERROR(m_setManager,
-                        "Failed to read %lld bytes from binary file offset %d, length %d\n",
-                        static_cast<long long>(size), static_cast<int>(m_pos),
-                        static_cast<int>(m_size));
+    PARAMETER_LOG_ERROR(
+        m_setManager, "Failed to read %lld bytes from binary file offset %d, length %d\n",
+        static_cast<long long>(size), static_cast<int>(m_pos), static_cast<int>(m_size));
 }
 
 bool ParameterFileSymbolTableEntry::ReadBuffer(void* value, unsigned int count,

@@ -52,7 +52,7 @@ ModeEntry* ModeEntry::FindMode(TuningMode const* step) {
 ModeEntry* ModeEntry::Search(TuningMode const* steps, unsigned int count, unsigned int index,
                              unsigned int* budget) {
     ModeEntry* entry = Resolve();
-    for (unsigned int k = 0; k < count && *budget > 0; ++k) {
+    for (unsigned int k = 0; k<count&& * budget> 0; ++k) {
         --*budget;
         ModeEntry* child = entry->FindMode(&steps[k]);
         if (child == nullptr) {
@@ -186,8 +186,8 @@ uint32_t ModeEntry::GetReferenceCount(ParameterModule const* module) const {
     uint32_t sum = 0;
     for (const auto& [name, reference] : m_modules) {
         ModuleData const* data = reference.module->GetData();
-        const bool counts = module != nullptr ? reference.module == module
-                                              : data != nullptr && data->Mode == this;
+        const bool counts =
+            module != nullptr ? reference.module == module : data != nullptr && data->Mode == this;
         sum += counts ? reference.references.load() : 0;
     }
     return sum;

@@ -201,8 +201,9 @@ ParameterModule* ParameterSetManager::SelectModule(char const* name, TuningMode 
         }
     }
     if (result == nullptr || !result->IsLoaded()) {
-        PARAMETER_LOG_ERROR(this, "GetModule %s failed to find a loaded module in %s, returning "
-                                  "null\n",
+        PARAMETER_LOG_ERROR(this,
+                            "GetModule %s failed to find a loaded module in %s, returning "
+                            "null\n",
                             name, GetLogName());
         return nullptr;
     }

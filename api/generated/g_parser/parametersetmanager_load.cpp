@@ -32,8 +32,8 @@ using Bytes = std::unique_ptr<unsigned char, FreeDeleter>;
 bool ReadU32(uint32_t* value, unsigned char const* buffer, unsigned int length, unsigned int* pos,
              unsigned char alignment, IParameterLoggingAPI* logger) {
     unsigned char bytes[sizeof *value] = {};
-    const bool good = ParameterUtils::ReadBuffer(bytes, buffer, length, pos, sizeof bytes,
-                                                 alignment, logger);
+    const bool good =
+        ParameterUtils::ReadBuffer(bytes, buffer, length, pos, sizeof bytes, alignment, logger);
     std::memcpy(value, bytes, sizeof bytes);
     return good;
 }
@@ -393,8 +393,8 @@ bool ParameterSetManager::LoadFromFileHeader(std::unique_ptr<ParameterBinaryFile
         return false;
     }
     pos = sectionOffset;
-    const bool good = ReadSections({bytes.get(), kHeaderPiece, file->GetLength(), file.get()},
-                                   &pos, alignment);
+    const bool good =
+        ReadSections({bytes.get(), kHeaderPiece, file->GetLength(), file.get()}, &pos, alignment);
     if (m_symbolTable != nullptr && m_symbolTable->GetFile() == file.get()) {
         // The table owns it now; it stays closed until a module is needed.
         file.release()->Reference(-1);

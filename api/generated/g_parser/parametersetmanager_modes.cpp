@@ -48,8 +48,7 @@ void ParameterSetManager::UnloadEntryModules(ModeEntry* entry) {
             continue;
         }
         if (module->IsLoaded() && reference.references > 0) {
-            PARAMETER_LOG_WARNING(this,
-                                  "Unloading referenced module %s, Mode: %s, Ref count: %u\n",
+            PARAMETER_LOG_WARNING(this, "Unloading referenced module %s, Mode: %s, Ref count: %u\n",
                                   name.c_str(), path, reference.references.load());
         }
         module->UnloadModule();
@@ -284,9 +283,8 @@ unsigned int ParameterSetManager::GetChildModes(char const* path, unsigned char*
     modes[0] = '\0';
     const ParameterScopedLock tree(m_treeLock, true);
     PList<TuningMode> branch(8);
-    ModeEntry* entry = GetModeBranchFromPath(path, branch)
-                           ? FindEntry(branch.begin(), branch.Count())
-                           : nullptr;
+    ModeEntry* entry =
+        GetModeBranchFromPath(path, branch) ? FindEntry(branch.begin(), branch.Count()) : nullptr;
     if (entry == nullptr) {
         entry = m_modeCount > 0 ? m_modes[0] : nullptr;
     }
@@ -301,7 +299,9 @@ unsigned int ParameterSetManager::GetChildModes(char const* path, unsigned char*
         std::snprintf(numbers[1], sizeof numbers[1], "%u", child->m_mode.subMode);
         std::snprintf(step, sizeof step, "%s%s%s%s", pos > 0 ? "," : "",
                       mode != nullptr ? mode : numbers[0], child->m_mode.mode == 0 ? "" : ".",
-                      child->m_mode.mode == 0 ? "" : sub != nullptr ? sub : numbers[1]);
+                      child->m_mode.mode == 0 ? ""
+                      : sub != nullptr        ? sub
+                                              : numbers[1]);
         if (!ParameterUtils::WriteString(step, modes, size, &pos, false, this)) {
             break;
         }

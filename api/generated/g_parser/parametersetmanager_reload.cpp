@@ -78,8 +78,8 @@ bool ParameterSetManager::ReloadBinaryParameters(bool bufferMode) {
 }
 
 bool ParameterSetManager::ReloadAsBuffer() {
-    std::unique_ptr<ParameterBinaryFile> file(
-        new (std::nothrow) ParameterBinaryFile(m_fileName, this, true));
+    std::unique_ptr<ParameterBinaryFile> file(new (std::nothrow)
+                                                  ParameterBinaryFile(m_fileName, this, true));
     if (file == nullptr || !file->IsValid() || !file->IsCRCValid()) {
         SetError(file == nullptr ? "ReloadBinaryParameters: Failed to allocate ParameterBinaryFile "
                                    "class"

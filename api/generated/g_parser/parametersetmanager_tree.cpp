@@ -64,8 +64,7 @@ bool ParameterSetManager::ReadModeSection(const Image& image, unsigned char alig
     const bool named = m_version >= ParameterFileVersions::kDataTable;
     const uint32_t nameSize = named ? kModeTableName : 0;
     const uint32_t recordSize = m_symbolTable->GetModeEntrySize(alignment);
-    const uint32_t count =
-        section.size >= nameSize ? (section.size - nameSize) / recordSize : 0;
+    const uint32_t count = section.size >= nameSize ? (section.size - nameSize) / recordSize : 0;
     const uint32_t expected = nameSize + count * recordSize;
     if (count == 0 || expected != section.size) {
         PARAMETER_LOG_ERROR(this, "ReadModeSection: ModeSize %d does not match expected size %d\n",
@@ -94,8 +93,11 @@ bool ParameterSetManager::ReadModeSection(const Image& image, unsigned char alig
             static_cast<int>(section.size));
         return false;
     }
-    return AllocateModes(count) &&
-           ReadModeRecords(bytes + nameSize, section.size - nameSize, alignment);
+    const bool good = AllocateModes(count) &&
+                      ReadModeRecords(bytes + nameSize, section.size - nameSize, alignment);
+    // Also after a failure: what was read so far may still be asked for a module.
+    CutEndlessLinks();
+    return good;
 }
 
 bool ParameterSetManager::ReadModeRecords(unsigned char const* bytes, uint32_t size,
@@ -119,7 +121,6 @@ bool ParameterSetManager::ReadModeRecords(unsigned char const* bytes, uint32_t s
             return false;
         }
     }
-    CutEndlessLinks();
     return true;
 }
 

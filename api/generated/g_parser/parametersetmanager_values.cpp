@@ -237,8 +237,7 @@ bool ParameterSetManager::WithModule(TuningMode const* branch, unsigned int coun
     char const* path = module[length] == '.' ? module + length + 1 : "";
     ReadAccess access;
     LockForReading(access, branch, count, name, nullptr);
-    ParameterModule* found =
-        m_rootMode != nullptr ? SelectModule(name, branch, count) : nullptr;
+    ParameterModule* found = m_rootMode != nullptr ? SelectModule(name, branch, count) : nullptr;
     if (found == nullptr) {
         return false;
     }
@@ -248,9 +247,8 @@ bool ParameterSetManager::WithModule(TuningMode const* branch, unsigned int coun
     return operation(*found, path);
 }
 
-bool ParameterSetManager::GetValue(TuningMode const* branch, unsigned int count,
-                                   char const* module, char const* variable, char* value,
-                                   unsigned int size) {
+bool ParameterSetManager::GetValue(TuningMode const* branch, unsigned int count, char const* module,
+                                   char const* variable, char* value, unsigned int size) {
     if (value == nullptr || size == 0) {
         return false;
     }
@@ -264,8 +262,8 @@ bool ParameterSetManager::GetValue(TuningMode const* branch, unsigned int count,
     });
 }
 
-bool ParameterSetManager::SetValue(TuningMode const* branch, unsigned int count,
-                                   char const* module, char const* variable, char const* value) {
+bool ParameterSetManager::SetValue(TuningMode const* branch, unsigned int count, char const* module,
+                                   char const* variable, char const* value) {
     if (variable == nullptr || variable[0] == '\0' || value == nullptr || value[0] == '\0') {
         return false;
     }
@@ -282,10 +280,9 @@ bool ParameterSetManager::GetInfo(TuningMode const* branch, unsigned int count, 
         return false;
     }
     if (module != nullptr && module[0] != '\0') {
-        return WithModule(branch, count, module, false,
-                          [&](ParameterModule& found, char const* path) {
-                              return found.GetInfo(path, list);
-                          });
+        return WithModule(
+            branch, count, module, false,
+            [&](ParameterModule& found, char const* path) { return found.GetInfo(path, list); });
     }
     const ParameterScopedLock tree(m_treeLock, true);
     if (m_rootMode == nullptr) {

@@ -38,11 +38,7 @@ ParameterParserInfo::ParameterParserInfo(char const* entryName, char const* type
 
 ParameterParserInfo::ParameterParserInfo(char const* entryName, char const* typeWord, bool array,
                                          bool reserved, uint32_t count)
-    : name(entryName),
-      type(typeWord),
-      isArray(array),
-      isReserved(reserved),
-      elementCount(count) {}
+    : name(entryName), type(typeWord), isArray(array), isReserved(reserved), elementCount(count) {}
 
 ParameterCTValue ParameterCTValue::FromInteger(uint32_t id, int64_t number) {
     ParameterCTValue result;

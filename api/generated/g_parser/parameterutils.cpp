@@ -70,7 +70,8 @@ bool ParameterUtils::ReadString(char* value, unsigned char const* buffer, unsign
                                 unsigned int* pos, unsigned int valueSize, unsigned int fieldSize,
                                 unsigned char alignment, IParameterLoggingAPI* logger) {
     if (value == nullptr) {
-        PARAMETER_LOG_ERROR(logger, "ReadBuffer failed to allocate space for a string of %d length\n",
+        PARAMETER_LOG_ERROR(logger,
+                            "ReadBuffer failed to allocate space for a string of %d length\n",
                             static_cast<int>(fieldSize));
         return false;
     }
@@ -98,9 +99,10 @@ char* ParameterUtils::ReadString(unsigned char const* buffer, unsigned int lengt
     size_t characters = 0;
     if (room > 0) {
         void const* nul = std::memchr(buffer + *pos, 0, room);
-        characters = nul != nullptr ? static_cast<size_t>(static_cast<unsigned char const*>(nul) -
-                                                          (buffer + *pos))
-                                    : room;
+        characters =
+            nul != nullptr
+                ? static_cast<size_t>(static_cast<unsigned char const*>(nul) - (buffer + *pos))
+                : room;
     }
     char* text = static_cast<char*>(std::malloc(characters + 1));
     if (text == nullptr) {
@@ -139,13 +141,11 @@ bool ParameterUtils::ReadBuffer(unsigned char* value, unsigned char const* buffe
 }
 
 bool ParameterUtils::WriteString(char const* value, unsigned char* buffer, unsigned int length,
-                                 unsigned int* pos, bool includeNul,
-                                 IParameterLoggingAPI* logger) {
+                                 unsigned int* pos, bool includeNul, IParameterLoggingAPI* logger) {
     char const* text = value != nullptr ? value : "";
     const size_t size = std::strlen(text) + 1;
     if (size > Available(length, *pos)) {
-        PARAMETER_LOG_ERROR(logger,
-                            "Failed to write %lld bytes to binary offset %d, length %d\n",
+        PARAMETER_LOG_ERROR(logger, "Failed to write %lld bytes to binary offset %d, length %d\n",
                             static_cast<long long>(size), static_cast<int>(*pos),
                             static_cast<int>(length));
         return false;
@@ -213,9 +213,9 @@ char* ParameterUtils::DoubleToString(double value, char* out, unsigned int outSi
     // 309 digits before the point at most; a sign and a carry in front.
     char text[512];
     char* digits = text + 2;
-    const auto end = std::to_chars(digits, text + sizeof text - 1, std::fabs(value),
-                                   std::chars_format::fixed,
-                                   static_cast<int>(decimals) + kExactDigits);
+    const auto end =
+        std::to_chars(digits, text + sizeof text - 1, std::fabs(value), std::chars_format::fixed,
+                      static_cast<int>(decimals) + kExactDigits);
     *end.ptr = '\0';
     text[1] = '\0';
     RoundHalfUp(digits, decimals);

@@ -24,13 +24,13 @@ struct DupObjInfo {
 
 /// Versions of the file format at which something changes.
 struct ParameterFileVersions {
-    static constexpr VersionUnion kModeTreeMin{1, 0, 2};       ///< tool and binary tag
-    static constexpr VersionUnion kAlignedMin{1, 1, 0};        ///< fields aligned to 8 bytes
-    static constexpr VersionUnion kModeLinks{2, 0, 0};         ///< links between modes
-    static constexpr VersionUnion kFlags{3, 0, 0};             ///< flags in the header
-    static constexpr VersionUnion kPackedMin{3, 0, 1};         ///< fields packed again
-    static constexpr VersionUnion kDataTable{4, 0, 0};         ///< data table, mode table name
-    static constexpr VersionUnion kResidentModes{5, 0, 0};     ///< flags of a mode
+    static constexpr VersionUnion kModeTreeMin{1, 0, 2};    ///< tool and binary tag
+    static constexpr VersionUnion kAlignedMin{1, 1, 0};     ///< fields aligned to 8 bytes
+    static constexpr VersionUnion kModeLinks{2, 0, 0};      ///< links between modes
+    static constexpr VersionUnion kFlags{3, 0, 0};          ///< flags in the header
+    static constexpr VersionUnion kPackedMin{3, 0, 1};      ///< fields packed again
+    static constexpr VersionUnion kDataTable{4, 0, 0};      ///< data table, mode table name
+    static constexpr VersionUnion kResidentModes{5, 0, 0};  ///< flags of a mode
     static constexpr VersionUnion kNewest{5, 0, 0};
 
     /// Alignment of fields in a file of this version, 1 or 8.

@@ -38,8 +38,8 @@ class STEADYWARP_API ModuleData {
     char* Type = nullptr;
     VersionUnion Version;
     uint32_t ModeId = 0;
-    ModeEntry* Mode = nullptr;   ///< NULL once the mode tree of this load is gone
-    char* ModePath = nullptr;    ///< numeric path of the mode; NULL if the mode is unknown
+    ModeEntry* Mode = nullptr;  ///< NULL once the mode tree of this load is gone
+    char* ModePath = nullptr;   ///< numeric path of the mode; NULL if the mode is unknown
     ParameterSetManager* SetManager = nullptr;
     ParameterFileSymbolTable* SymbolTable = nullptr;
 

@@ -330,7 +330,7 @@ class STEADYWARP_API ParameterSetManager : public IModeTable, public IParameterD
     ModeEntry* m_rootMode = nullptr;
     std::unique_ptr<ModeEntry*[]> m_modes;  // slots by Mode ID
     uint32_t m_modeCount = 0;
-    PList<ModeEntry*> m_ownedModes;  // every entry once, however many slots lead to it
+    PList<ModeEntry*> m_ownedModes;   // every entry once, however many slots lead to it
     PList<ModeEntry*> m_loadedModes;  // most recently used first
     CTValues m_controlValues, m_triggerValues;
 };

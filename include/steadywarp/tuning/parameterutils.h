@@ -176,8 +176,7 @@ class STEADYWARP_API ParameterBinaryFile {
     bool AdoptStatus(const struct stat& status);
     bool CheckReadArguments(unsigned char const* value, unsigned int offset,
                             unsigned int const* pos, unsigned long count);
-    bool ReadOnce(unsigned char* value, unsigned int offset, unsigned int pos,
-                  unsigned long count);
+    bool ReadOnce(unsigned char* value, unsigned int offset, unsigned int pos, unsigned long count);
     void AddReferences(int adjust);
     void DropReferences(int adjust);
 
