@@ -19,7 +19,7 @@ struct DupObjInfo {
     std::atomic<uint32_t> RefCount{0};
 
     /// Drop one user. @return true if it was the last; Object is then NULL.
-    bool Release();
+    STEADYWARP_API bool Release();
 };
 
 /// Versions of the file format at which something changes.
