@@ -104,6 +104,19 @@ TEST(Header, EdgesOfTheFormat) {
     EXPECT_STREQ(manager.GetLastError(), "Binary file already loaded");
 }
 
+TEST(Header, AFileThatFailsLeavesTheManagerInNoMode) {
+    tuning::Image image = SampleImage();
+    image.flags = 2;
+    SampleFile disk;
+    disk.Write(tuning::Encode(image));
+    SampleManager manager(true);
+    EXPECT_FALSE(manager.LoadBinaryParameters(disk.Name()));
+    ASSERT_TRUE(LoadBytes(manager, SampleBytes()));
+    EXPECT_EQ(NumberAt(manager, kAdrc), 132u);
+    EXPECT_FALSE(manager.ReloadBinaryParameters(false));
+    EXPECT_STREQ(manager.GetLastError(), "ReloadBinaryParameters called with empty file name");
+}
+
 TEST(Header, FileModeNeeds316Bytes) {
     tuning::Image image;
     image.version = {5, 0, 0};

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "steadywarp/tuning/parametermodule.h"
 
+#include <algorithm>
 #include <new>
 
 #include "parameterlogging.hpp"
@@ -81,6 +82,10 @@ DefaultModule::~DefaultModule() {
 }
 
 ParameterModule* DefaultModule::Find(uint32_t id) const {
+    // Records come in the order of their IDs, so a load mostly asks for what cannot be there yet.
+    if (id > m_highestId) {
+        return nullptr;
+    }
     for (ModuleLink const* link = m_first; link != nullptr; link = link->next) {
         ModuleData const* data = link->module->GetData();
         if (data == nullptr || data->ID == id) {
@@ -97,6 +102,8 @@ bool DefaultModule::AddModule(ParameterModule* module) {
     }
     (m_last != nullptr ? m_last->next : m_first) = link;
     m_last = link;
+    ModuleData const* data = module->GetData();
+    m_highestId = data != nullptr ? std::max(m_highestId, data->ID) : UINT32_MAX;
     return true;
 }
 

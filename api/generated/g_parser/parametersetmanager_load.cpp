@@ -311,6 +311,7 @@ bool ParameterSetManager::LoadBinaryParameters(unsigned char* buffer, unsigned l
         return false;
     }
     ++m_generation;
+    m_fileName[0] = '\0';  // left there by a file that did not load
     m_loaded = LoadImage(buffer, static_cast<unsigned int>(length));
     if (m_loaded) {
         PARAMETER_LOG_DEBUG(this, "Load Binary Parameters completed: Tag: %s, Version: %d.%d.%d\n",

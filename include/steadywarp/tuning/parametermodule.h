@@ -76,6 +76,7 @@ class STEADYWARP_API DefaultModule {
     ParameterModule* m_classObject;
     ModuleLink* m_first = nullptr;
     ModuleLink* m_last = nullptr;
+    uint32_t m_highestId = 0;  // no linked record ID is above
 };
 
 /// Base of every module class.
