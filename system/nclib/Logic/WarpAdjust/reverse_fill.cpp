@@ -2,6 +2,7 @@
 #include "nclib/Logic/WarpAdjust/reverse_fill.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 #include <utility>
@@ -126,7 +127,11 @@ class Propagation {
     }
 
   private:
-    static constexpr std::pair<int, int> kSides[4] = {{-1, 0}, {1, 0}, {0, -1}, {0, 1}};
+    // A step to a neighbour.
+    struct Side {
+        int x, y;
+    };
+    static constexpr std::array<Side, 4> kSides = {{{-1, 0}, {1, 0}, {0, -1}, {0, 1}}};
 
     static ExtrapPoint* Allocate(size_t bytes) {
         return static_cast<ExtrapPoint*>(
@@ -138,17 +143,17 @@ class Propagation {
                !view_.IsHole(row, column);
     }
 
-    bool HasTwoFilled(int64_t row, int64_t column, std::pair<int, int> side) const {
-        return IsFilled(row + side.second, column + side.first) &&
-               IsFilled(row + 2 * side.second, column + 2 * side.first);
+    bool HasTwoFilled(int64_t row, int64_t column, const Side& side) const {
+        return IsFilled(row + side.y, column + side.x) &&
+               IsFilled(row + 2 * side.y, column + 2 * side.x);
     }
 
     void CollectFirstFrontier() {
         for (int64_t row = 0; row < view_.Rows(); ++row) {
             for (int64_t column = 0; column < view_.Columns(); ++column) {
                 if (view_.IsHole(row, column) &&
-                    std::any_of(std::begin(kSides), std::end(kSides),
-                                [&](auto side) { return HasTwoFilled(row, column, side); })) {
+                    std::any_of(kSides.begin(), kSides.end(),
+                                [&](const Side& side) { return HasTwoFilled(row, column, side); })) {
                     view_.At(row, column).y = 0.0f;
                     frontier_[frontier_count_++] = PointAt(row, column);
                 }
@@ -163,12 +168,12 @@ class Propagation {
     void Process(ExtrapPoint& point) {
         int sides = 0;
         NcLibWarpGridCoord sum = {0.0f, 0.0f};
-        for (const auto side : kSides) {
+        for (const Side& side : kSides) {
             if (HasTwoFilled(point.y, point.x, side)) {
                 const NcLibWarpGridCoord near =
-                    view_.At(int64_t{point.y} + side.second, int64_t{point.x} + side.first);
+                    view_.At(int64_t{point.y} + side.y, int64_t{point.x} + side.x);
                 const NcLibWarpGridCoord far =
-                    view_.At(int64_t{point.y} + 2 * side.second, int64_t{point.x} + 2 * side.first);
+                    view_.At(int64_t{point.y} + 2 * side.y, int64_t{point.x} + 2 * side.x);
                 sum.x += 2.0f * near.x - far.x;
                 sum.y += 2.0f * near.y - far.y;
                 ++sides;
@@ -185,9 +190,9 @@ class Propagation {
     }
 
     void ListNeighbours(const ExtrapPoint& point) {
-        for (const auto side : kSides) {
-            const int64_t row = int64_t{point.y} + side.second;
-            const int64_t column = int64_t{point.x} + side.first;
+        for (const Side& side : kSides) {
+            const int64_t row = int64_t{point.y} + side.y;
+            const int64_t column = int64_t{point.x} + side.x;
             if (row < 0 || row >= view_.Rows() || column < 0 || column >= view_.Columns()) {
                 continue;
             }
