@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file non_future_looking_filter.hpp
+/// The filter that looks at no future frame: a falling window over the last orientations of each
+/// axis, which grows while the device shakes and shrinks while it pans.
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "filter/filter.hpp"
+
+namespace steadywarp {
+
+class NonFutureLookingFilter_TimeVaryingWin final : public Filter {
+  public:
+    /// Longest window, frames.
+    static constexpr uint32_t kMaxWindow = 100;
+    /// Orientations kept, frames.
+    static constexpr uint32_t kHistoryCapacity = 240;
+
+    /// @param cameras one per sensor; must outlive the filter.
+    /// @param status set on failure; a buffer above 1 is refused.
+    NonFutureLookingFilter_TimeVaryingWin(const Camera* cameras, const BlurMaskingParams* blur,
+                                          unsigned int num_sensors,
+                                          const FilterNFL_TimeVaryingW_Params* params,
+                                          uint32_t& status);
+
+    uint32_t update(const FrameRings& rings) override;
+    void set_first_frame() override;
+    void debug() override {}
+    uint32_t filter_core(const FrameRings& rings) override;
+    uint32_t filter_history(const FrameRings&) override { return 0; }
+
+    /// Window in force on an axis, frames.
+    uint32_t window(uint32_t axis) const { return _window[axis]; }
+    const FilterNFL_TimeVaryingW_Params& params() const { return _params; }
+
+  private:
+    using Kernel = std::array<float, kMaxWindow>;
+
+    void follow_frame_rate(uint32_t frame_time_us);
+    bool is_starting() const { return _frame_counter + 1 < _params.history_length; }
+    void update_window(uint32_t axis);
+    uint32_t count_sign_changes(uint32_t axis, uint32_t num_frames) const;
+    double average(uint32_t axis) const;
+
+    FilterNFL_TimeVaryingW_Params _params;
+    OrientationRing _orientation_history;
+    std::array<uint32_t, 3> _window{};
+    /// Row L - 1 is the window of L frames, newest first, sum 1; the rest of the row is 0.
+    std::array<Kernel, kMaxWindow> _kernel{};
+};
+
+}  // namespace steadywarp

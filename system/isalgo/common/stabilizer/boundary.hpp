@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file boundary.hpp
+/// Where the border of a frame lies once its rows are taken to the orientation of its middle.
+#pragma once
+
+#include <array>
+
+#include "base/matrix3.hpp"
+#include "base/vec3.hpp"
+#include "sensors/camera.hpp"
+#include "sensors/samplers.hpp"
+#include "stabilizer/frame_records.hpp"
+
+namespace steadywarp {
+
+/// Angles per time row, radians.
+using RowAngles = std::array<Vec3<double>, kTimeRows>;
+
+/// Compute the polygon in which a frame's crop must stay.
+///
+/// Each of 16 points around the input frame is turned back by the angles of the time row that read
+/// it: row = (int)(y / height * 24) + 1.
+///
+/// @param row_angles of the rows against the frame's middle.
+/// @param start_points points to use instead of the frame's own border, or NULL; pixels.
+void compute_boundary(const RowAngles& row_angles, const Camera& camera,
+                      const FilterInput& frame_input, const BorderPoints* start_points,
+                      BoundingBox& out);
+
+}  // namespace steadywarp

@@ -1,0 +1,219 @@
+// SPDX-License-Identifier: Apache-2.0
+// Random and hostile records through every exported function. There is nothing to expect but that
+// the process lives, statuses are of the known ones, and the sanitizers stay silent.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <bit>
+#include <cmath>
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <vector>
+
+#include "support/records.hpp"
+#include "support/stream.hpp"
+
+namespace steadywarp::test {
+namespace {
+
+// splitmix64: fixed bits on every machine.
+class Random {
+  public:
+    explicit Random(uint64_t seed) : _state(seed) {}
+
+    uint64_t word() {
+        uint64_t z = (_state += 0x9E3779B97F4A7C15u);
+        z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9u;
+        z = (z ^ (z >> 27)) * 0x94D049BB133111EBu;
+        return z ^ (z >> 31);
+    }
+    uint32_t below(uint32_t n) { return static_cast<uint32_t>(word() % n); }
+    bool once_in(uint32_t n) { return below(n) == 0; }
+
+    uint32_t u32(uint32_t usual) {
+        constexpr uint32_t kEdges[] = {0, 1, 2, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFF};
+        return once_in(3) ? kEdges[below(6)] : once_in(2) ? static_cast<uint32_t>(word()) : usual;
+    }
+    float f32(float usual) {
+        constexpr float kInf = std::numeric_limits<float>::infinity();
+        const float kEdges[] = {0.0f, -0.0f, -1.0f, kInf, -kInf, std::nanf(""), 1e38f, 1e-40f};
+        return once_in(3) ? kEdges[below(8)] : once_in(2) ? std::bit_cast<float>(u32(1)) : usual;
+    }
+    double f64(double usual) {
+        return once_in(2)   ? static_cast<double>(f32(1.0f))
+               : once_in(3) ? std::bit_cast<double>(word())
+                            : usual;
+    }
+
+    /// Spoil some words of a record whatever they are.
+    void spoil(void* record, size_t size) {
+        for (uint32_t i = below(4); i > 0; --i) {
+            const uint32_t value = u32(static_cast<uint32_t>(word()));
+            std::memcpy(static_cast<char*>(record) + 4 * below(static_cast<uint32_t>(size / 4)),
+                        &value, 4);
+        }
+    }
+
+  private:
+    uint64_t _state;
+};
+
+// The log of an attack is noise: send it away, so that the test runs at speed.
+class SilentLog {
+  public:
+    SilentLog() : _saved(dup(2)) {
+        std::fflush(stderr);
+        if (std::freopen("/dev/null", "w", stderr) == nullptr) {
+            std::abort();
+        }
+    }
+    ~SilentLog() {
+        std::fflush(stderr);
+        dup2(_saved, 2);
+        close(_saved);
+    }
+
+  private:
+    int _saved;
+};
+
+void expect_known(uint32_t status) {
+    EXPECT_TRUE(status == EIS_SUCCESS || status == EIS_ERROR_GENERAL ||
+                status == EIS_ERROR_INVALID_INPUT || status == EIS_ERROR_NO_MEMORY)
+        << status;
+}
+
+is_init_sensor_data random_sensor(Random& random) {
+    is_init_sensor_data sensor = valid_sensor();
+    // Everything behind the two pointers.
+    constexpr size_t kHead = offsetof(is_init_sensor_data, ldc_calib_domain);
+    constexpr size_t kToTuning = offsetof(is_init_sensor_data, tuning) - kHead;
+    if (random.once_in(2)) {
+        random.spoil(reinterpret_cast<char*>(&sensor) + kHead, kToTuning);
+    }
+    if (random.once_in(2)) {
+        random.spoil(&sensor.tuning.top, sizeof sensor.tuning.top);
+        random.spoil(&sensor.tuning.general, sizeof sensor.tuning.general);
+        random.spoil(&sensor.tuning.timing, sizeof sensor.tuning.timing);
+        random.spoil(&sensor.tuning.blur_masking, sizeof sensor.tuning.blur_masking);
+        random.spoil(&sensor.tuning.ois, sizeof sensor.tuning.ois);
+        random.spoil(&sensor.tuning.dis, sizeof sensor.tuning.dis);
+        random.spoil(&sensor.tuning.z_lens_pos, sizeof sensor.tuning.z_lens_pos);
+    }
+    // More than this is memory to match, and only slows the attack down.
+    sensor.tuning.top.gyro_frequency %= 100000;
+    return sensor;
+}
+
+std::vector<_sample_data_s> random_samples(Random& random, uint64_t around) {
+    std::vector<_sample_data_s> samples(random.once_in(20) ? 20000 : random.below(60));
+    uint64_t ts = around - 60000 + random.below(20000);
+    const bool is_wild = random.once_in(4);
+    for (_sample_data_s& sample : samples) {
+        ts += is_wild && random.once_in(5) ? random.word() : 2000;
+        sample.ts = ts;
+        for (double& value : sample.data) {
+            value = is_wild ? random.f64(0.1) : 0.1;
+        }
+    }
+    return samples;
+}
+
+void run_frames(Random& random, eis_context* context, uint32_t num_sensors) {
+    OutputMemory memory;
+    NcLibPerspTransformSingle matrix{};
+    uint64_t sof = 2000000;
+    for (uint32_t frame = 0; frame < 30; ++frame) {
+        sof += random.once_in(8) ? random.word() >> random.below(64) : 33333;
+        is_input input{};
+        input.frame_id = random.once_in(10) ? random.u32(frame) : frame + 1;
+        input.active_sensor_idx = random.once_in(10) ? random.u32(0) : random.below(num_sensors);
+        input.frame_time_input = {sof, 33333, 10000, 25000};
+        if (random.once_in(5)) {
+            input.frame_time_input.frame_time = random.u32(33333);
+            input.frame_time_input.exposure_time = random.u32(10000);
+            input.frame_time_input.sensor_rolling_shutter_skew = random.u32(25000);
+        }
+        const std::vector<_sample_data_s> samples = random_samples(random, sof);
+        input.gyro = {samples.data(), static_cast<uint32_t>(samples.size())};
+        if (random.once_in(30)) {
+            input.gyro = {nullptr, random.u32(3)};
+        }
+        input.window_regions = centred_windows();
+        if (random.once_in(4)) {
+            random.spoil(&input.window_regions, sizeof input.window_regions);
+        }
+        input.focus_distance = random.f32(1.0f);
+        input.effective_focal_length_mm = random.once_in(9) ? random.f32(4.0f) : 4.0f;
+        NcLibWarp warp{};
+        warp.matrices.enable = random.once_in(2);
+        warp.matrices.numRows = random.once_in(3) ? random.u32(1) : 1;
+        warp.matrices.numColumns = 1;
+        warp.matrices.perspMatrices = random.once_in(4) ? nullptr : &matrix;
+        matrix.T[8] = random.f32(1.0f);
+        warp.grid.enable = random.once_in(4);
+        input.sat = random.once_in(6) ? &warp : nullptr;
+        input.pre_eis_transform_margins_reduction = random.once_in(6) ? &warp : nullptr;
+        is_time_intervals intervals{};
+        if (!random.once_in(10)) {
+            expect_known(eis2_get_time_intervals(context, &input.frame_time_input,
+                                                 input.active_sensor_idx, &intervals));
+        }
+        expect_known(eis2_process(context, &input, &memory.output));
+    }
+}
+
+TEST(Attack, RandomRecordsNeverEndTheProcess) {
+    const char* rounds_text = std::getenv("STEADYWARP_ATTACK_ROUNDS");
+    const uint32_t rounds =
+        rounds_text != nullptr ? static_cast<uint32_t>(std::atoi(rounds_text)) : 400;
+    constexpr uint64_t kSeed = 20240601;
+    std::printf("seed %lu, %u rounds\n", kSeed, rounds);
+    Random random(kSeed);
+    uint32_t built = 0;
+    {
+        const SilentLog silent;
+        for (uint32_t round = 0; round < rounds; ++round) {
+            is_init_common_data common = valid_common();
+            if (random.once_in(3)) {
+                random.spoil(&common, sizeof common);
+                // A flag holds 0 or 1; anything else is no value of its type.
+                common.do_virtual_upscale_in_transform = random.once_in(2);
+                for (bool* flag = &common.force_split_grid_matrix;
+                     flag <= &common.is_rel_orientation_enabled; ++flag) {
+                    *flag = random.once_in(8);
+                }
+            }
+            std::vector<is_init_sensor_data> sensors;
+            for (uint32_t i = random.once_in(30) ? 17 : random.below(3) + 1; i > 0; --i) {
+                sensors.push_back(random_sensor(random));
+            }
+            eis_context* context = nullptr;
+            expect_known(eis2_initialize(&context, &common, sensors.data(),
+                                         static_cast<uint32_t>(sensors.size())));
+            if (context != nullptr) {
+                ++built;
+                run_frames(random, context, static_cast<uint32_t>(sensors.size()));
+                is_margins margins{};
+                expect_known(eis2_get_stabilization_margin(context, random.u32(0), &margins));
+                eis2_deinitialize(&context);
+            }
+            is_margin_query query{};
+            random.spoil(&query.output_height, 8);
+            random.spoil(&query.input_height, 16);
+            is_margins margins{};
+            double x = 0.0, y = 0.0;
+            expect_known(eis2_get_stabilization_margin_ex(&query, &margins));
+            expect_known(eis2_get_stabilization_crop_ratio_ex(&query, &x, &y));
+            timestamp_interpolation(random.word(), random.word(), random.u32(27), random.u32(3));
+        }
+    }
+    // The attack got behind the door often enough.
+    EXPECT_GT(built, rounds / 4);
+    EXPECT_LT(built, rounds);
+}
+
+}  // namespace
+}  // namespace steadywarp::test

@@ -1,0 +1,108 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "support/allocation_counter.hpp"
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+std::atomic<size_t> count{0};
+std::atomic<size_t> live{0};
+std::atomic<size_t> fail_in{0};
+
+bool must_fail() {
+    size_t left = fail_in.load();
+    return left != 0 && (fail_in = left - 1) == 0;
+}
+
+void* allocate(size_t size) {
+    ++count;
+    if (must_fail()) {
+        return nullptr;
+    }
+    void* block = std::malloc(size != 0 ? size : 1);
+    live += block != nullptr ? 1 : 0;
+    return block;
+}
+
+void* allocate_or_throw(size_t size) {
+    void* block = allocate(size);
+    if (block == nullptr) {
+        throw std::bad_alloc();
+    }
+    return block;
+}
+
+void release(void* block) {
+    live -= block != nullptr ? 1 : 0;
+    std::free(block);
+}
+
+}  // namespace
+
+extern "C" {
+void* __real_malloc(size_t size);
+void* __real_calloc(size_t number, size_t size);
+void* __real_realloc(void* block, size_t size);
+
+void* __wrap_malloc(size_t size) {
+    ++count;
+    return __real_malloc(size);
+}
+void* __wrap_calloc(size_t number, size_t size) {
+    ++count;
+    return __real_calloc(number, size);
+}
+void* __wrap_realloc(void* block, size_t size) {
+    ++count;
+    return __real_realloc(block, size);
+}
+}
+
+void* operator new(size_t size) {
+    return allocate_or_throw(size);
+}
+void* operator new[](size_t size) {
+    return allocate_or_throw(size);
+}
+void* operator new(size_t size, const std::nothrow_t&) noexcept {
+    return allocate(size);
+}
+void* operator new[](size_t size, const std::nothrow_t&) noexcept {
+    return allocate(size);
+}
+void operator delete(void* block) noexcept {
+    release(block);
+}
+void operator delete[](void* block) noexcept {
+    release(block);
+}
+void operator delete(void* block, size_t) noexcept {
+    release(block);
+}
+void operator delete[](void* block, size_t) noexcept {
+    release(block);
+}
+void operator delete(void* block, const std::nothrow_t&) noexcept {
+    release(block);
+}
+void operator delete[](void* block, const std::nothrow_t&) noexcept {
+    release(block);
+}
+
+namespace steadywarp::test {
+
+size_t allocation_count() {
+    return count;
+}
+
+void fail_allocation(size_t n) {
+    fail_in = n;
+}
+
+size_t live_blocks() {
+    return live;
+}
+
+}  // namespace steadywarp::test

@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file allocation_counter.hpp
+/// Counts every allocation of the program, and makes a chosen one fail. For programs that link
+/// allocation_counter.cpp and wrap malloc, calloc and realloc.
+#pragma once
+
+#include <cstddef>
+
+namespace steadywarp::test {
+
+/// Allocations since the program's start, by operator new or the C library's functions.
+size_t allocation_count();
+
+/// Make the n-th allocation by operator new from now on fail (1: the next); 0: none.
+void fail_allocation(size_t n);
+
+/// Blocks of operator new that are not released.
+size_t live_blocks();
+
+}  // namespace steadywarp::test
