@@ -111,11 +111,14 @@ inline Point CornerGridNode(const NcLibWarpGrid& g, int64_t r, int64_t c) {
     };
     const bool inside = c >= 0 && c < columns;
     if (r < 0) {
-        return c < 0 ? g.gridExtrapolate[0] : inside ? line(at(0, c), at(1, c)) : g.gridExtrapolate[1];
+        return c < 0    ? g.gridExtrapolate[0]
+               : inside ? line(at(0, c), at(1, c))
+                        : g.gridExtrapolate[1];
     }
     if (r >= rows) {
-        return c < 0 ? g.gridExtrapolate[2]
-               : inside ? line(at(rows - 1, c), at(rows - 2, c)) : g.gridExtrapolate[3];
+        return c < 0    ? g.gridExtrapolate[2]
+               : inside ? line(at(rows - 1, c), at(rows - 2, c))
+                        : g.gridExtrapolate[3];
     }
     if (c < 0) {
         return line(at(r, 0), at(r, 1));
