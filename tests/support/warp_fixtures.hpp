@@ -4,6 +4,7 @@
 /// the warp library see it.
 #pragma once
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <bit>
