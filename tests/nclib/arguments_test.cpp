@@ -124,6 +124,10 @@ const Refusal kRefusals[] = {
     {[](Args& a) { a.g1.Change_([](Point) { return Point{9e5f, 0}; });
                    return NcLibWarpVerifyGrid_NoBreach(&a.g1.record, 0.3f, &a.f); },
      kGeneral, "Alignment:margin: NcLib 0.3\nCould not prevent breach by diluting grid"},
+    // A margin of next to nothing ends too, after as many tries as one unit of margin gets.
+    {[](Args& a) { a.g1.Change_([](Point) { return Point{9e5f, 0}; });
+                   return NcLibWarpVerifyGrid_NoBreach(&a.g1.record, 1e-30f, &a.f); },
+     kGeneral, "Alignment:margin: NcLib 1e-30\nCould not prevent breach by diluting grid"},
     // Resampling
     {[](Args& a) { return NcLibResampleGridFloat(nullptr, &a.roi, &a.roi, a.ica_out.get()); }, kInvalid, "NULL pointer: in"},
     {[](Args& a) { return NcLibResampleGridFloat(a.ica.get(), &a.roi, &a.roi, nullptr); }, kInvalid, "NULL pointer: out"},

@@ -18,6 +18,8 @@ constexpr float kDilutionStep = 0.02f;
 // Reach of the first try in margins, and what each further try adds.
 constexpr int32_t kFirstReach = 3;
 constexpr int32_t kReachStep = 6;
+// Margins below one virtual unit get no more tries than a margin of one unit.
+constexpr int32_t kMaxReach = static_cast<int32_t>(VIRTUAL_DOMAIN_WIDTH);
 
 bool IsInFrame(const NcLibWarpGridCoord& point) {
     return point.x >= -nclib::kVirtualHalfWidth && point.x <= nclib::kVirtualHalfWidth &&
@@ -188,7 +190,7 @@ int32_t NcLibWarpVerifyGrid_NoBreach(NcLibWarpGrid* grid, float margin, float* d
             return NC_LIB_SUCCESS;
         }
         reach += kReachStep;
-    } while (static_cast<float>(reach + 1) * margin < 1.0f);
+    } while (reach < kMaxReach && static_cast<float>(reach + 1) * margin < 1.0f);
     NC_LIB_ERROR("Could not prevent breach by diluting grid");
     return NC_LIB_GENERAL_ERROR;
 }

@@ -163,7 +163,7 @@ void NcLibInternalResamplePerspectiveToGrid(const NcLibWarpMatrices* in, uint32_
         const float y = std::fma(static_cast<float>(row), step_y, lattice.startY);
         for (uint32_t column = 0; column < numColumns; ++column) {
             const float x = std::fma(static_cast<float>(column), step_x, lattice.startX);
-            perspectiveTransform({double{x}, double{y}}, in,
+            perspectiveTransform({static_cast<double>(x), static_cast<double>(y)}, in,
                                  &out->grid[size_t{row} * numColumns + column]);
         }
     }

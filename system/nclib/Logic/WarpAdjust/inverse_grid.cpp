@@ -47,8 +47,8 @@ bool WeighTriangle(const NcLibWarpGridCoord& c, const NcLibWarpGridCoord& a,
     const float den = (a.y - b.y) * (c.x - b.x) + (c.y - b.y) * (b.x - a.x);
     const float weight_c = ((a.y - b.y) * (p.x - b.x) + (b.x - a.x) * (p.y - b.y)) / den;
     const float weight_a = ((p.x - b.x) * (b.y - c.y) + (p.y - b.y) * (c.x - b.x)) / den;
-    w[0] = double{weight_c};
-    w[1] = double{weight_a};
+    w[0] = static_cast<double>(weight_c);
+    w[1] = static_cast<double>(weight_a);
     w[2] = 1.0 - (w[0] + w[1]);
     return IsWeight(w[0]) && IsWeight(w[1]) && IsWeight(w[2]);
 }
@@ -131,10 +131,12 @@ void InterpolatePoint(const NcLibWarpGrid* grid, const Barycentric* bar,
     double x = 0;
     double y = 0;
     for (int i = 0; i < 3; ++i) {
-        x += bar->w[i] * NodePosition(bar->nodes[i].x, grid->numColumns, double{lattice.startX},
-                                      double{lattice.spanX});
-        y += bar->w[i] * NodePosition(bar->nodes[i].y, grid->numRows, double{lattice.startY},
-                                      double{lattice.spanY});
+        x += bar->w[i] * NodePosition(bar->nodes[i].x, grid->numColumns,
+                                      static_cast<double>(lattice.startX),
+                                      static_cast<double>(lattice.spanX));
+        y += bar->w[i] * NodePosition(bar->nodes[i].y, grid->numRows,
+                                      static_cast<double>(lattice.startY),
+                                      static_cast<double>(lattice.spanY));
     }
     *result = {static_cast<float>(x), static_cast<float>(y)};
 }

@@ -16,8 +16,10 @@ constexpr double kTurn = -1e-5;
 // (q.y-p.y)(r.x-q.x) - (r.y-q.y)(q.x-p.x), the first product fused.
 double Orient(const NcLibWarpGridCoord& p, const NcLibWarpGridCoord& q,
               const NcLibWarpGridCoord& r) {
-    const double second = (double{r.y} - double{q.y}) * (double{q.x} - double{p.x});
-    return std::fma(double{q.y} - double{p.y}, double{r.x} - double{q.x}, -second);
+    const double second = (static_cast<double>(r.y) - static_cast<double>(q.y)) *
+                          (static_cast<double>(q.x) - static_cast<double>(p.x));
+    return std::fma(static_cast<double>(q.y) - static_cast<double>(p.y),
+                    static_cast<double>(r.x) - static_cast<double>(q.x), -second);
 }
 
 bool TurnsClockwise(const NcLibWarpGridCoord& p, const NcLibWarpGridCoord& q,

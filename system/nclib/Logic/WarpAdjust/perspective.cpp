@@ -65,9 +65,14 @@ ZoneSpan FindZones(double position, const ZoneAxis& axis, uint32_t count) {
 
 Coord Apply(const NcLibPerspTransformSingle& matrix, Coord point) {
     const float* m = matrix.T;
-    const double w = double{m[6]} * point.x + double{m[7]} * point.y + double{m[8]};
-    return {(double{m[0]} * point.x + double{m[1]} * point.y + double{m[2]}) / w,
-            (double{m[3]} * point.x + double{m[4]} * point.y + double{m[5]}) / w};
+    const double w = static_cast<double>(m[6]) * point.x + static_cast<double>(m[7]) * point.y +
+                     static_cast<double>(m[8]);
+    return {(static_cast<double>(m[0]) * point.x + static_cast<double>(m[1]) * point.y +
+             static_cast<double>(m[2])) /
+                w,
+            (static_cast<double>(m[3]) * point.x + static_cast<double>(m[4]) * point.y +
+             static_cast<double>(m[5])) /
+                w};
 }
 
 Coord Blend(Coord from, Coord to, double weight) {
@@ -116,7 +121,8 @@ int32_t transformInverseMatrix(const NcLibWarpMatrices* matrices, const NcLibWar
     const int32_t status = NcLibInternalMatrixInverse(matrices->perspMatrices[0].T, inverse.T);
     NC_LIB_REQUIRE(status == NC_LIB_SUCCESS, status, "Cannot inverse matrix");
     for (uint32_t i = 0; i < numPoints; ++i) {
-        perspectiveTransform({double{in[i].x}, double{in[i].y}}, &inverted, &out[i]);
+        perspectiveTransform({static_cast<double>(in[i].x), static_cast<double>(in[i].y)},
+                             &inverted, &out[i]);
     }
     return NC_LIB_SUCCESS;
 }

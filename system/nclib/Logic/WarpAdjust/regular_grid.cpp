@@ -111,8 +111,9 @@ Plane FitPlane(const NcLibWarpGrid& grid, const std::array<int32_t, 3>& columns,
         }
     }
     const auto solve = [=](const double* line) {
-        return static_cast<float>(line[0] * double{cv} + line[1] * double{rv} +
-                                  line[2] * double{v_sum});
+        return static_cast<float>(line[0] * static_cast<double>(cv) +
+                                  line[1] * static_cast<double>(rv) +
+                                  line[2] * static_cast<double>(v_sum));
     };
     return {solve(inverse), solve(inverse + 3), solve(inverse + 6)};
 }

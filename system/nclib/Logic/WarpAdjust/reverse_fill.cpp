@@ -152,8 +152,9 @@ class Propagation {
         for (int64_t row = 0; row < view_.Rows(); ++row) {
             for (int64_t column = 0; column < view_.Columns(); ++column) {
                 if (view_.IsHole(row, column) &&
-                    std::any_of(kSides.begin(), kSides.end(),
-                                [&](const Side& side) { return HasTwoFilled(row, column, side); })) {
+                    std::any_of(kSides.begin(), kSides.end(), [&](const Side& side) {
+                        return HasTwoFilled(row, column, side);
+                    })) {
                     view_.At(row, column).y = 0.0f;
                     frontier_[frontier_count_++] = PointAt(row, column);
                 }

@@ -66,8 +66,8 @@ IndexRange TouchedIndices(float a, float b, float c, float start, float step, in
     const float inverse = step != 0.0f ? 1.0f / step : 0.0f;
     const float min = std::min({a, b, c});
     const float max = std::max({a, b, c});
-    int32_t low = nclib::TruncateToInt32(double{(min - start) * inverse});
-    int32_t high = nclib::TruncateToInt32(double{(max - start) * inverse});
+    int32_t low = nclib::TruncateToInt32(static_cast<double>((min - start) * inverse));
+    int32_t high = nclib::TruncateToInt32(static_cast<double>((max - start) * inverse));
     if (step < 0.0f) {
         std::swap(low, high);
     }

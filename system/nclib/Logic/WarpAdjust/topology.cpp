@@ -14,7 +14,8 @@ namespace {
 void ApplyRegularMatrices(const NcLibWarpMatrices& matrices, NcLibWarpGridCoord* points,
                           uint32_t count) {
     for (uint32_t i = 0; i < count; ++i) {
-        perspectiveTransform({double{points[i].x}, double{points[i].y}}, &matrices, &points[i]);
+        perspectiveTransform({static_cast<double>(points[i].x), static_cast<double>(points[i].y)},
+                             &matrices, &points[i]);
     }
     NcLibWarpDebugPrintNcLibWarpGridCoord(points, count, "transformRegularMatricesOutput.txt");
 }

@@ -125,10 +125,10 @@ void convertMatrixCoordinates(const NcLibPerspTransformSingle* in, NcLibImageSiz
     const double per_sx = 1.0 / sx;
     const double per_sy = 1.0 / sy;
     const auto scaled = [in](int i, double by) {
-        return static_cast<float>(double{in->T[i]} * by);
+        return static_cast<float>(static_cast<double>(in->T[i]) * by);
     };
     const auto scaled_twice = [in](int i, double by, double then_by) {
-        return static_cast<float>(double{in->T[i]} * by * then_by);
+        return static_cast<float>(static_cast<double>(in->T[i]) * by * then_by);
     };
     *out = {{in->T[0], scaled_twice(1, per_sy, sx), scaled(2, sx), scaled_twice(3, per_sx, sy),
              in->T[4], scaled(5, sy), scaled(6, per_sx), scaled(7, per_sy), in->T[8]}};

@@ -129,9 +129,9 @@ struct PixelExtent {
 // Cut to whole pixels and to the frame; at least one pixel.
 PixelExtent ToPixels(float offset, float size, uint32_t full) {
     const float pixels = static_cast<float>(full);
-    const int64_t start =
-        std::clamp<int64_t>(nclib::TruncateToInt32(double{offset * pixels}), 0, int64_t{full} - 1);
-    const int64_t end = nclib::TruncateToInt32(double{(offset + size) * pixels});
+    const int64_t start = std::clamp<int64_t>(
+        nclib::TruncateToInt32(static_cast<double>(offset * pixels)), 0, int64_t{full} - 1);
+    const int64_t end = nclib::TruncateToInt32(static_cast<double>((offset + size) * pixels));
     return {start, std::clamp<int64_t>(end - start, 1, full - start)};
 }
 
@@ -153,8 +153,9 @@ int32_t translateWindow(const NcLibROI* winFrom, const NcLibIcaGrid* grid,
     NC_LIB_REQUIRE_NOT_NULL(winFrom, "winFrom");
     NC_LIB_REQUIRE_NOT_NULL(grid, "grid");
     NC_LIB_REQUIRE(nclib::HasNoNegative(*winFrom), NC_LIB_INVALID_INPUT,
-                   "Invalid zoom window: offset %fx%f, size %fx%f", double{winFrom->offset.x},
-                   double{winFrom->offset.y}, double{winFrom->size.x}, double{winFrom->size.y});
+                   "Invalid zoom window: offset %fx%f, size %fx%f",
+                   static_cast<double>(winFrom->offset.x), static_cast<double>(winFrom->offset.y),
+                   static_cast<double>(winFrom->size.x), static_cast<double>(winFrom->size.y));
     NC_LIB_REQUIRE(nclib::IsVirtualSize(grid->transformDefinedOn), NC_LIB_INVALID_INPUT,
                    "Grid is not in virtual domain %ux%u", grid->transformDefinedOn.widthPixels,
                    grid->transformDefinedOn.heightLines);
@@ -210,11 +211,12 @@ int32_t NcLibCalcMaxOutputWindowFloat(const NcLibROI* winAtIn, const NcLibROI* o
     NC_LIB_REQUIRE_NOT_NULL(origWinAtOut, "origWinAtOut");
     NC_LIB_REQUIRE_NOT_NULL(grid, "grid");
     NC_LIB_REQUIRE_NOT_NULL(winAtOut, "winAtOut");
-    NC_LIB_REQUIRE(IsCentred(*origWinAtOut), NC_LIB_INVALID_INPUT,
-                   "Original output window is not centered : origWinAtOut (size.x, size.y, "
-                   "offset.x, offset.y) %f, %f, %f, %f",
-                   double{origWinAtOut->size.x}, double{origWinAtOut->size.y},
-                   double{origWinAtOut->offset.x}, double{origWinAtOut->offset.y});
+    NC_LIB_REQUIRE(
+        IsCentred(*origWinAtOut), NC_LIB_INVALID_INPUT,
+        "Original output window is not centered : origWinAtOut (size.x, size.y, "
+        "offset.x, offset.y) %f, %f, %f, %f",
+        static_cast<double>(origWinAtOut->size.x), static_cast<double>(origWinAtOut->size.y),
+        static_cast<double>(origWinAtOut->offset.x), static_cast<double>(origWinAtOut->offset.y));
     CentredFit fit = {origWinAtOut->size.x * nclib::kVirtualWidth /
                       (origWinAtOut->size.y * nclib::kVirtualHeight)};
     const int32_t status = translateWindow(winAtIn, grid, ShrinkFit, &fit);
