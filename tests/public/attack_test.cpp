@@ -104,6 +104,7 @@ is_init_sensor_data random_sensor(Random& random) {
     }
     // More than this is memory to match, and only slows the attack down.
     sensor.tuning.top.gyro_frequency %= 100000;
+    sensor.tuning.top.ois_frequency %= 100000;
     return sensor;
 }
 
@@ -138,6 +139,8 @@ void run_frames(Random& random, eis_context* context, uint32_t num_sensors) {
         }
         const std::vector<_sample_data_s> samples = random_samples(random, sof);
         input.gyro = {samples.data(), static_cast<uint32_t>(samples.size())};
+        const std::vector<_sample_data_s> lens = random_samples(random, sof);
+        input.ois = {lens.data(), random.once_in(9) ? 0 : static_cast<uint32_t>(lens.size())};
         if (random.once_in(30)) {
             input.gyro = {nullptr, random.u32(3)};
         }
@@ -189,6 +192,15 @@ TEST(Attack, RandomRecordsNeverEndTheProcess) {
             std::vector<is_init_sensor_data> sensors;
             for (uint32_t i = random.once_in(30) ? 17 : random.below(3) + 1; i > 0; --i) {
                 sensors.push_back(random_sensor(random));
+            }
+            if (common.is_ois_enabled || random.once_in(3)) {
+                common.is_ois_enabled = true;
+                for (is_init_sensor_data& sensor : sensors) {
+                    sensor.tuning.top.ois_frequency = random.once_in(6) ? 0 : 500;
+                    sensor.tuning.ois.module_type = random.below(7);
+                    sensor.tuning.ois.data_conversion_x_tab[1] = 1.0f;
+                    sensor.tuning.ois.data_conversion_y_tab[2] = 1.0f;
+                }
             }
             eis_context* context = nullptr;
             expect_known(eis2_initialize(&context, &common, sensors.data(),

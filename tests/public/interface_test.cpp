@@ -195,13 +195,14 @@ TEST(Initialize, SaysEverythingThatIsWrong) {
          },
          EIS_ERROR_NO_MEMORY, "Failed to allocate filter", nullptr},
         // Not done yet, and said so.
-        {"OIS",
+        {"iFOVC",
          [](Common& c, Sensor& s) {
-             c.is_ois_enabled = true;
-             s.tuning.top.ois_frequency = 500;
-             s.tuning.ois.data_conversion_x_tab[1] = s.tuning.ois.data_conversion_y_tab[2] = 1.0f;
+             c.is_ifovc_enabled = true;
+             s.tuning.top.ifovc_frequency = 60;
+             s.tuning.z_lens_pos.enable = 1;
+             s.tuning.z_lens_pos.min_scale_limit = 0.95f;
          },
-         kBad, "OIS is not available in this version of the library - sensor #0", "(1, 0, 0)"},
+         kBad, "iFOVC is not available in this version of the library - sensor #0", "(1, 0, 0)"},
         {"a test mode", [](Common& c, Sensor&) { c.operation_mode = 102; }, kBad,
          "operation_mode 102 is not available in this version of the library", "(1, 0, 0)"},
         {"tuned distortion grids",

@@ -37,6 +37,7 @@ class Stream {
 
     /// All samples that exist; the stream hands over those that are asked for.
     std::vector<_sample_data_s> samples;
+    std::vector<_sample_data_s> ois_samples;
     is_frame_times times = {0, 33333, 10000, 25000};
     is_window_regions windows = centred_windows();
     uint32_t frame_id = 0;  ///< of the frame processed last

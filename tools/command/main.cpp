@@ -2,9 +2,11 @@
 // The command line: the only source that sees the parser's heavy header.
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <string_view>
 
 #include "command/stabilize.hpp"
 #include "steadywarp/eis.h"
+#include "tuning_command.hpp"
 
 namespace {
 
@@ -75,10 +77,15 @@ CLI::App* add_stabilize(CLI::App& app, StabilizeOptions& options) {
 }
 
 int run(int argc, char** argv) {
+    if (argc > 1 && std::string_view(argv[1]) == "tuning") {
+        return RunTuning(argc - 1, argv + 1);
+    }
     CLI::App app("Electronic image stabilizer at the command line.", "steadywarp");
     StabilizeOptions options;
     CLI::App* const command = add_stabilize(app, options);
     app.set_version_flag("--version", version_text());
+    // Has a command line of its own, below; named here for the help.
+    app.add_subcommand("tuning", "Build, print and check tuning files");
     app.require_subcommand(1);
     app.footer(kExample);
     try {

@@ -69,8 +69,8 @@ TEST(NonFutureLookingFilter, FirstFrameShowsATenthOfItsOrientation) {
     ASSERT_EQ(bench.status, EIS_SUCCESS);
     const Vec3<double> correction = bench.frame({0.01, -0.02, 0.03});
     EXPECT_EQ(bench.filter.window(0), 1u);
-    // 0.1 of the orientation minus the orientation; 0.9 is a float.
-    const double kept = 1.0 - static_cast<double>(0.9f);
+    // 0.1 of the orientation minus the orientation.
+    const double kept = 0.1;
     EXPECT_NEAR(correction.x, (kept - 1.0) * 0.01, 1e-12);
     EXPECT_NEAR(correction.y, (kept - 1.0) * -0.02, 1e-12);
     EXPECT_NEAR(correction.z, (kept - 1.0) * 0.03, 1e-12);

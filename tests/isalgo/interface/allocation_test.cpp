@@ -22,10 +22,21 @@ std::vector<Configuration> configurations() {
     distortion_only.is_type = IS_TYPE_DISTORTION_CORRECTION_ONLY;
     is_init_sensor_data front = valid_sensor();
     front.camera_position = 1;
+    is_init_common_data with_ois = valid_common();
+    with_ois.is_ois_enabled = true;
+    std::vector<is_init_sensor_data> lenses(3, valid_sensor());
+    for (uint32_t i = 0; i < 3; ++i) {
+        lenses[i].tuning.top.ois_frequency = 500;
+        lenses[i].tuning.ois.module_type = i;
+        lenses[i].tuning.ois.data_conversion_x_tab[1] = 1.0f;
+        lenses[i].tuning.ois.data_conversion_y_tab[2] = 1.0f;
+    }
+    lenses[2].tuning.ois.module_type = 5;
     return {
         {"stabilizer", valid_common(), {valid_sensor()}},
         {"front camera", valid_common(), {front}},
         {"distortion only", distortion_only, {valid_sensor()}},
+        {"three moving lenses", with_ois, lenses},
         {"sixteen sensors", valid_common(), std::vector<is_init_sensor_data>(16, valid_sensor())},
     };
 }
@@ -71,6 +82,9 @@ TEST(Allocation, FramesAllocateNothing) {
                 return _sample_data_s{{rate, rate, 0.0}, ts};
             },
             1000000, 9000000, 2000);
+        if (c.common.is_ois_enabled) {
+            stream.ois_samples = sampled(constant_rate(1.0, -1.0, 0.0), 1000000, 9000000, 2000);
+        }
         OutputMemory memory;
         size_t frames = 0;
         testing::internal::CaptureStderr();

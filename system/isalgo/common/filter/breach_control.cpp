@@ -5,8 +5,8 @@
 #include <array>
 #include <cmath>
 
+#include "base/eis_log.hpp"
 #include "filter/polygon.hpp"
-#include "interface/eis_log.hpp"
 #include "nclib/Logic/WarpAdjust/mesh_tests.hpp"
 
 namespace steadywarp {

@@ -4,8 +4,8 @@
 #pragma once
 
 #include "base/vec3.hpp"
+#include "filter/frame_records.hpp"
 #include "sensors/camera.hpp"
-#include "stabilizer/frame_records.hpp"
 
 namespace steadywarp {
 

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "base/eis_log.hpp"
 #include "filter/breach_control.hpp"
-#include "interface/eis_log.hpp"
 #include "steadywarp/eis.h"
 
 namespace steadywarp {
@@ -36,7 +36,6 @@ Filter::Filter(const Camera* cameras, const BlurMaskingParams* blur, uint32_t nu
       _alpha_kernel(make_alpha_kernel(blend.sigma)),
       _min_alpha_history(buffer_size),
       _alpha_history(buffer_size),
-      _num_sensors(num_sensors),
       _blend(blend),
       _blend_blur(blend_blur),
       _cameras(cameras) {

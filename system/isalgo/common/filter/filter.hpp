@@ -11,9 +11,9 @@
 #include "base/ring_buffer.hpp"
 #include "base/vec3.hpp"
 #include "filter/filter_params.hpp"
+#include "filter/frame_records.hpp"
 #include "filter/smooth_blend.hpp"
 #include "sensors/camera.hpp"
-#include "stabilizer/frame_records.hpp"
 
 namespace steadywarp {
 
@@ -101,7 +101,6 @@ class Filter {
     Vec3<double> _previous_correction;
     RingBuffer<float> _min_alpha_history;
     RingBuffer<double> _alpha_history;
-    uint32_t _num_sensors;
     std::unique_ptr<BlurMaskingParams[]> _blur_params;
     BlendParams _blend;
     BlendParams _blend_blur;

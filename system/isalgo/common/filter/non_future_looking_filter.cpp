@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "interface/eis_log.hpp"
+#include "base/eis_log.hpp"
 #include "steadywarp/eis.h"
 
 namespace steadywarp {
@@ -24,7 +24,7 @@ constexpr WindowTargets kTargets = {60, 14, 44};
 constexpr WindowTargets kFastTargets = {120, 28, 88};
 
 // Weight of the way back to no correction on the first frame of a stream.
-constexpr float kFade = 0.9f;
+constexpr double kFade = 0.9;
 
 // Frames over which the motion rule looks for changes of direction: all, and the newest half.
 constexpr uint32_t kMostFrames = 120;
@@ -179,11 +179,11 @@ uint32_t NonFutureLookingFilter_TimeVaryingWin::filter_core(const FrameRings& ri
         update_window(axis);
         double output = average(axis);
         if (is_starting()) {
-            const float fade =
-                kFade * (1.0f - static_cast<float>(_frame_counter) /
-                                    (static_cast<float>(_params.history_length) - 1.0f));
-            if (fade > 0.0f) {
-                output *= 1.0 - static_cast<double>(fade);
+            const float part = static_cast<float>(_frame_counter) /
+                               (static_cast<float>(_params.history_length) - 1.0f);
+            const double fade = kFade * static_cast<double>(1.0f - part);
+            if (fade > 0.0) {
+                output *= 1.0 - fade;
             }
         }
         _filtered[0][axis] = output;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The public names. Each is the function behind it under another name; the two deprecated ones say
 // so first.
-#include "interface/eis_log.hpp"
+#include "base/eis_log.hpp"
 #include "steadywarp/eis.h"
 
 namespace {

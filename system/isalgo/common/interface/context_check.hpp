@@ -3,8 +3,8 @@
 /// The two tests with which every entry that takes an instance begins.
 #pragma once
 
+#include "base/eis_log.hpp"
 #include "interface/eis_context.hpp"
-#include "interface/eis_log.hpp"
 
 /// Refuse the call if any of the pointers is NULL, then if `context` is no intact instance. The
 /// lines carry the name of the entry itself.

@@ -3,7 +3,7 @@
 
 #include <cmath>
 
-#include "interface/eis_log.hpp"
+#include "base/eis_log.hpp"
 #include "interface/warp_output.hpp"
 #include "sensors/mid_point_orientation.hpp"
 
@@ -56,9 +56,10 @@ double scale_of(const eis_context& context, const device_moment& moment) {
 uint32_t orientation_of(const eis_context& context, const device_moment& moment,
                         Vec3<double>& out) {
     InterpStats stats;
-    return interp_mid_point_orientation(context._samplers, moment.sensor_index,
-                                        moment.mof_gyro_time, context._prev_frame_id_dist_corr,
-                                        context.first_frame, out, stats);
+    return interp_mid_point_orientation(
+        context._samplers, moment.sensor_index, moment.mof_gyro_time,
+        context._prev_frame_id_dist_corr, context.first_frame,
+        context.sensors[moment.sensor_index].lens_module, out, stats);
 }
 
 }  // namespace

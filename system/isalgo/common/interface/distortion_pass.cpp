@@ -3,10 +3,10 @@
 // the distortion grid and the alignment with the frame before.
 #include <algorithm>
 
+#include "base/eis_log.hpp"
 #include "base/numeric.hpp"
 #include "interface/context_check.hpp"
 #include "interface/eis_context.hpp"
-#include "interface/eis_log.hpp"
 #include "interface/stream_control.hpp"
 #include "interface/warp_output.hpp"
 #include "sensors/resampling.hpp"
@@ -99,6 +99,64 @@ void resample_gyro(eis_context& context, const is_input_distortion_correction& i
     }
 }
 
+// The lens's shift at the frame's rows. @return NULL for a sensor without the stream.
+const Point2* resample_ois(eis_context& context, const is_input_distortion_correction& input,
+                           const FrameTiming& timing) {
+    eis_context_samplers& samplers = context._samplers;
+    if (samplers.ois == nullptr) {
+        return nullptr;
+    }
+    samplers.ois->retune(input.frame_time_input.frame_time);
+    if (!samplers.has_ois(input.active_sensor_idx)) {
+        return nullptr;
+    }
+    InterpRequest request;
+    request.first_ts = timing.first_ts;
+    request.last_ts = timing.last_ts;
+    request.num_rows = kTimeRows;
+    request.sensor = input.active_sensor_idx;
+    request.frame_id = input.frame_id;
+    const InterpStats stats = samplers.ois->interp(request, samplers._ois_samples.get());
+    if (stats.num_error != 0) {
+        EIS_ERR("IS0018",
+                "OIS samples are invalid, total number of missing points (from all axis): %u",
+                static_cast<uint32_t>(stats.num_error));
+    }
+    return samplers._ois_samples.get();
+}
+
+// A gimbal or a prism turns the picture beside the device.
+void add_gimbal_angles(const sensor_runtime_record& sensor, const Point2* shifts,
+                       Vec3<double>* angles) {
+    if (shifts == nullptr || !turns_by_gimbal(sensor.lens_module.type)) {
+        return;
+    }
+    for (uint32_t row = 0; row < kTimeRows; ++row) {
+        angles[row] = angles[row] + process_gimbal_ois(shifts[row], sensor.lens_module);
+    }
+}
+
+// Centre the lens where exposure is short, let it work where it is long.
+void update_ois_mode(eis_context& context, const is_input_distortion_correction& input) {
+    const is_frame_times& times = input.frame_time_input;
+    for (uint32_t i = 0; i < context.sensors.size(); ++i) {
+        sensor_runtime_record& sensor = context.sensors[i];
+        if (!sensor.ois_centring_enabled) {
+            continue;
+        }
+        const bool is_short =
+            static_cast<float>(times.exposure_time) <= sensor.ois_centring_exposure_th;
+        const uint32_t wanted = is_short ? kOisCentre : kOisNormal;
+        if (i == input.active_sensor_idx && wanted != sensor.ois_mode &&
+            sensor.ois_time_in_mode > sensor.ois_response_time) {
+            sensor.ois_mode = wanted;
+            sensor.ois_time_in_mode = 0;
+        } else {
+            sensor.ois_time_in_mode += times.frame_time;
+        }
+    }
+}
+
 FilterInput make_filter_input(const eis_context& context,
                               const is_input_distortion_correction& input,
                               const FrameTiming& timing, uint32_t dropped_frames) {
@@ -134,7 +192,9 @@ void note_upstream_transform(const is_input_distortion_correction& input) {
 // Measure the rates of a stream that opens.
 void update_freq_first_frame(eis_context& context, const is_input_distortion_correction& input) {
     context._samplers.gyro.update_frequency(input.gyro);
-    if (input.ois.num_elements != 0) {
+    if (context._samplers.has_ois(input.active_sensor_idx)) {
+        context._samplers.ois->handler(input.active_sensor_idx)->update_frequency(input.ois);
+    } else if (input.ois.num_elements != 0) {
         EIS_ERR("IS0003",
                 "Input mismatch received (%u) OIS samples but sensor #%u has no OIS module",
                 input.ois.num_elements, input.active_sensor_idx);
@@ -206,21 +266,32 @@ void process_frame(eis_context& context, const is_input_distortion_correction& i
     samplers.scene.update(input.gyro, dropped_frames, sensor_switched);
     samplers.gyro.integrate_gyro(input.gyro, samplers.scene.scene() == IS_SCENE_STILL);
 
+    if (samplers.ois != nullptr) {
+        samplers.ois->process_input(input.ois, input.active_sensor_idx, sensor.ois_offset);
+    }
+
     const FrameTiming timing =
         frame_timing(times, input.window_regions.eis_pre_crop_vIN, sensor.s3d_offset);
     sensor.readout_duration = timing.readout_duration;
     resample_gyro(context, input, timing);
+    const Point2* shifts = resample_ois(context, input, timing);
+    add_gimbal_angles(sensor, shifts, samplers._angles.get());
     note_upstream_transform(input);
     update_focus_distance(context, input);
 
-    const FilterInput frame = make_filter_input(context, input, timing, dropped_frames);
+    FilterInput frame = make_filter_input(context, input, timing, dropped_frames);
+    if (const OISOperator* lens = stage.prepare_lens(frame.sensor, frame.windows);
+        lens != nullptr && shifts != nullptr) {
+        frame.ois_rotation = lens->get_rotation(shifts, kTimeRows);
+    }
     stage.filter_inputs().push(frame);
-    stage.update(samplers._angles.get(), frame.scene_settled, frame.scene);
+    stage.update(samplers._angles.get(), shifts, frame.scene_settled, frame.scene);
     stage.update_rsc_alpha_by_margins();
     if (stage.dist_correction_process(sensor.input_width, sensor.input_height, sensor_switched) !=
         EIS_SUCCESS) {
         EIS_ERR("IS0002", "dist_correction_process() failed");
     }
+    update_ois_mode(context, input);
     write_output(context, input, timing, output);
     store_output(context, output);
 }

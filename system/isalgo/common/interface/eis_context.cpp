@@ -2,7 +2,7 @@
 #include "interface/eis_context.hpp"
 
 #include "base/allocation.hpp"
-#include "interface/eis_log.hpp"
+#include "base/eis_log.hpp"
 #include "sensors/bias_estimator.hpp"
 
 namespace steadywarp {
@@ -94,7 +94,7 @@ eis_context::eis_context(const is_init_common_data& common, const is_init_sensor
       sensors(common, sensor_data, num_sensors, status),
       output_height(common.output_height),
       output_width(common.output_width),
-      _samplers(common, sensor_data, status),
+      _samplers(common, sensor_data, num_sensors, status),
       distortion(common, sensor_data, num_sensors, status) {
     if (status != EIS_SUCCESS) {
         EIS_ERR("IS0002", "eis_context constructor failed");

@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <memory>
 
+#include "base/guard.hpp"
 #include "base/ring_buffer.hpp"
-#include "interface/guard.hpp"
 #include "interface/sensor_runtime_record.hpp"
 #include "sensors/samplers.hpp"
 #include "stabilizer/distortion_stage.hpp"

@@ -3,8 +3,8 @@
 #include <new>
 
 #include "base/allocation.hpp"
+#include "base/eis_log.hpp"
 #include "interface/eis_context.hpp"
-#include "interface/eis_log.hpp"
 #include "validation/init_validation.hpp"
 
 uint32_t eis_internal_init(eis_context** context, const is_init_common_data* common,

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <cmath>
 
+#include "base/eis_log.hpp"
 #include "base/numeric.hpp"
 #include "interface/context_check.hpp"
 #include "interface/eis_context.hpp"
-#include "interface/eis_log.hpp"
 
 namespace {
 

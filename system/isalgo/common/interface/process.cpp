@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // Both passes of a frame in one call.
+#include "base/eis_log.hpp"
 #include "interface/context_check.hpp"
 #include "interface/eis_context.hpp"
-#include "interface/eis_log.hpp"
 
 namespace {
 

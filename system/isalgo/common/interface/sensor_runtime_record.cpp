@@ -4,7 +4,7 @@
 #include <algorithm>
 
 #include "base/allocation.hpp"
-#include "interface/eis_log.hpp"
+#include "base/eis_log.hpp"
 
 namespace steadywarp {
 
@@ -21,9 +21,9 @@ sensor_runtime_record make_sensor_runtime_record(const is_init_common_data& comm
     record.s3d_offset = tuning.timing.s3d_offset;
     record.ois_offset = common.is_ois_enabled ? tuning.timing.ois_offset : 0;
     record.ifovc_offset = common.is_ifovc_enabled ? tuning.timing.ifovc_offset : 0;
-    record.module_type = tuning.ois.module_type;
-    std::copy_n(tuning.ois.data_conversion_x_tab, 10, record.data_conversion_x.begin());
-    std::copy_n(tuning.ois.data_conversion_y_tab, 10, record.data_conversion_y.begin());
+    record.lens_module.type = tuning.ois.module_type;
+    std::copy_n(tuning.ois.data_conversion_x_tab, 10, record.lens_module.data_conversion_x.begin());
+    std::copy_n(tuning.ois.data_conversion_y_tab, 10, record.lens_module.data_conversion_y.begin());
     record.minimal_total_margin_x = tuning.general.minimal_total_margin;
     record.minimal_total_margin_y = tuning.general.minimal_total_margin;
 

@@ -8,6 +8,7 @@
 #include <limits>
 #include <memory>
 
+#include "sensors/gimbal_ois.hpp"
 #include "steadywarp/eis.h"
 
 namespace steadywarp {
@@ -26,9 +27,7 @@ struct sensor_runtime_record {
     int32_t s3d_offset = 0;
     int32_t ois_offset = 0;
     int32_t ifovc_offset = 0;
-    uint32_t module_type = 0;
-    std::array<double, 10> data_conversion_x{};
-    std::array<double, 10> data_conversion_y{};
+    LensModule lens_module;
     float minimal_total_margin_x = 0.0f;
     float minimal_total_margin_y = 0.0f;
     double crop_ratio_y = 0.0;  ///< part of the input frame that the output covers

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // The second pass of a frame: the filter's correction becomes the transform that leaves the
 // library, together with the grid that the first pass stored for the frame that comes out.
+#include "base/eis_log.hpp"
 #include "interface/context_check.hpp"
 #include "interface/eis_context.hpp"
-#include "interface/eis_log.hpp"
 #include "interface/warp_output.hpp"
 #include "validation/pass_validation.hpp"
 

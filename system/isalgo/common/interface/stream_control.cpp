@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "interface/stream_control.hpp"
 
-#include "interface/eis_log.hpp"
+#include "base/eis_log.hpp"
 #include "validation/frame_validation.hpp"
 
 namespace steadywarp {

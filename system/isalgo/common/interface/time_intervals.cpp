@@ -2,10 +2,10 @@
 // Which sample times the coming frame needs. All times in microseconds.
 #include <algorithm>
 
+#include "base/eis_log.hpp"
 #include "base/numeric.hpp"
 #include "interface/context_check.hpp"
 #include "interface/eis_context.hpp"
-#include "interface/eis_log.hpp"
 #include "validation/frame_validation.hpp"
 #include "validation/pass_validation.hpp"
 
@@ -14,6 +14,11 @@ namespace {
 
 // The longest sample period that an interval is widened by.
 constexpr uint32_t kLongestGyroPeriodUs = 4000;
+
+constexpr uint32_t kLongestOisPeriodUs = 10000;
+
+// A lens-shift stream this far behind the gyroscope starts over.
+constexpr int64_t kOisRestartUs = 200000;
 
 // A twentieth more than `value`, for clocks that do not agree.
 int64_t with_reserve(uint32_t value) {
@@ -52,6 +57,27 @@ is_time_interval gyro_interval(const SensorDataHandler& gyro, const is_frame_tim
     return {first, static_cast<uint64_t>(last)};
 }
 
+is_time_interval ois_interval(const SensorDataHandler& ois, const is_frame_times& times,
+                              const sensor_runtime_record& sensor, const is_time_interval& gyro) {
+    const int64_t half_exposure = cut_to_i64(times.exposure_time * 0.5);
+    const int64_t guard = cut_to_i64(times.frame_time * 0.1);
+    const int64_t period = period_us(ois.frequency(), kLongestOisPeriodUs);
+    const uint64_t last_taken = ois.last_sample().ts;
+    const int64_t behind = static_cast<int64_t>(gyro.first_ts - last_taken);
+
+    int64_t first = 0;
+    if (last_taken == 0 || behind > kOisRestartUs) {
+        const int64_t early = std::min<int64_t>(sensor.ois_offset - half_exposure, 0);
+        first = std::max<int64_t>(moved_us(times.sof, early - guard - 2 * period), 0);
+    } else {
+        first = moved_us(std::min(last_taken, gyro.first_ts), -2 * period);
+    }
+    const int64_t last =
+        std::max(moved_us(gyro.last_ts, 7 * period),
+                 moved_us(static_cast<uint64_t>(first), std::min<int64_t>(2 * period, 5000)));
+    return {static_cast<uint64_t>(first), static_cast<uint64_t>(last)};
+}
+
 }  // namespace
 }  // namespace steadywarp
 
@@ -71,6 +97,12 @@ uint32_t eis_internal_get_time_intervals(eis_context* context, const is_frame_ti
     *intervals = {};
     intervals->gyro = steadywarp::gyro_interval(gyro, *frame_times, context->sensors[sensor_idx]);
     gyro.set_requested_interval(intervals->gyro);
+    if (context->_samplers.has_ois(sensor_idx)) {
+        steadywarp::SensorDataHandler& ois = *context->_samplers.ois->handler(sensor_idx);
+        intervals->ois = steadywarp::ois_interval(ois, *frame_times, context->sensors[sensor_idx],
+                                                  intervals->gyro);
+        ois.set_requested_interval(intervals->ois);
+    }
     return status;
 }
 
@@ -91,8 +123,15 @@ uint32_t eis_internal_get_gyro_ois_samples_time_interval(eis_context* context,
                                                          is_time_interval* gyro,
                                                          is_time_interval* ois) {
     EIS_CHECK_ENTRY(context, frame_times != nullptr && gyro != nullptr && ois != nullptr);
-    // No sensor has a lens-shift stream in this version; `ois` stays as it is.
-    EIS_ERR("IS1026",
-            "Function is called while OIS is disabled, use get_gyro_time_interval() instead");
-    return eis_internal_get_gyro_samples_time_interval(context, frame_times, sensor_idx, gyro);
+    if (!context->_samplers.has_ois(sensor_idx)) {
+        EIS_ERR("IS1026",
+                "Function is called while OIS is disabled, use get_gyro_time_interval() instead");
+        return eis_internal_get_gyro_samples_time_interval(context, frame_times, sensor_idx, gyro);
+    }
+    is_time_intervals intervals{};
+    const uint32_t status =
+        eis_internal_get_time_intervals(context, frame_times, sensor_idx, &intervals);
+    *gyro = status == EIS_SUCCESS ? intervals.gyro : is_time_interval{};
+    *ois = status == EIS_SUCCESS ? intervals.ois : is_time_interval{};
+    return status;
 }

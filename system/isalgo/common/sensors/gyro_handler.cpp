@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "base/eis_log.hpp"
 #include "base/numeric.hpp"
-#include "interface/eis_log.hpp"
 #include "sensors/bias_estimator.hpp"
 
 namespace steadywarp {

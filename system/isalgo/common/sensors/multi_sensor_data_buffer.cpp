@@ -4,7 +4,7 @@
 #include <algorithm>
 
 #include "base/allocation.hpp"
-#include "interface/eis_log.hpp"
+#include "base/eis_log.hpp"
 #include "platform/os_utils.hpp"
 
 namespace steadywarp {

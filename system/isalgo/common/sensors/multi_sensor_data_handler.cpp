@@ -4,7 +4,7 @@
 #include <cstdio>
 
 #include "base/allocation.hpp"
-#include "interface/eis_log.hpp"
+#include "base/eis_log.hpp"
 
 namespace steadywarp {
 

@@ -2,7 +2,7 @@
 #include "sensors/samplers.hpp"
 
 #include "base/allocation.hpp"
-#include "interface/eis_log.hpp"
+#include "base/eis_log.hpp"
 
 namespace steadywarp {
 namespace {
@@ -26,8 +26,8 @@ SensorInitInfo gyro_init_info(const is_init_sensor_data& sensor) {
 }  // namespace
 
 eis_context_samplers::eis_context_samplers(const is_init_common_data& common,
-                                           const is_init_sensor_data* sensors, uint32_t& status,
-                                           uint32_t own_status)
+                                           const is_init_sensor_data* sensors, uint32_t num_sensors,
+                                           uint32_t& status, uint32_t own_status)
     : gyro(gyro_init_info(sensors[0]), own_status),
       scene(sensors[0].tuning, own_status),
       _num_interp_points(common.deployment_type == DEP_TYPE_ICA_V30 ? kRowsOfFineHardware
@@ -46,6 +46,24 @@ eis_context_samplers::eis_context_samplers(const is_init_common_data& common,
         status = EIS_ERROR_NO_MEMORY;
         return;
     }
+    const OISInitInfo ois_info(common, sensors, num_sensors);
+    if (common.is_ois_enabled && ois_info.num_enabled_sensors() != 0) {
+        ois = allocate<OISHandler>(ois_info, kOisMaxHalf, own_status);
+        if (ois == nullptr) {
+            own_status = EIS_ERROR_NO_MEMORY;
+        }
+        if (own_status != EIS_SUCCESS) {
+            EIS_ERR("IS0002", "Failed to construct OISShiftsDataHandler()");
+            status = own_status;
+            return;
+        }
+        _ois_samples = allocate_array<Point2>(_num_interp_points);
+        if (_ois_samples == nullptr) {
+            EIS_ERR("IS0002", "Failed to allocate _ois_samples");
+            status = EIS_ERROR_NO_MEMORY;
+            return;
+        }
+    }
     _start_guard = kStartGuard;
     _end_guard = kEndGuard;
 }
@@ -53,6 +71,9 @@ eis_context_samplers::eis_context_samplers(const is_init_common_data& common,
 void eis_context_samplers::reset() {
     gyro.reset();
     scene.reset();
+    if (ois != nullptr) {
+        ois->reset();
+    }
 }
 
 }  // namespace steadywarp

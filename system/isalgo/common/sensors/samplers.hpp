@@ -6,9 +6,10 @@
 #include <cstdint>
 #include <memory>
 
+#include "base/guard.hpp"
 #include "base/vec3.hpp"
-#include "interface/guard.hpp"
 #include "sensors/gyro_handler.hpp"
+#include "sensors/ois_handler.hpp"
 #include "sensors/scene_detection.hpp"
 #include "steadywarp/eis.h"
 
@@ -19,14 +20,14 @@ inline constexpr uint32_t kTimeRows = 27;
 /// The time row of the frame's middle.
 inline constexpr uint32_t kMiddleRow = 13;
 
-/// Lens-shift and lens-position streams will stand beside the gyroscope; a configuration that
-/// needs them is refused at initialization.
+/// The lens-position stream will stand beside the two; a configuration that needs it is refused at
+/// initialization.
 class eis_context_samplers {
   public:
     /// @param status set to EIS_ERROR_INVALID_INPUT or EIS_ERROR_NO_MEMORY on failure.
     /// @param own_status of this object's parts alone; callers leave it out.
     eis_context_samplers(const is_init_common_data& common, const is_init_sensor_data* sensors,
-                         uint32_t& status, uint32_t own_status = EIS_SUCCESS);
+                         uint32_t num_sensors, uint32_t& status, uint32_t own_status = EIS_SUCCESS);
 
     bool is_intact() const { return _start_guard == kStartGuard && _end_guard == kEndGuard; }
 
@@ -38,7 +39,14 @@ class eis_context_samplers {
     SceneDetection scene;
     uint32_t _num_interp_points;
     std::unique_ptr<Vec3<double>[]> _angles;  ///< orientation per row, radians
+    std::unique_ptr<Point2[]> _ois_samples;   ///< raw lens shift per row; empty without OIS
+    std::unique_ptr<OISHandler> ois;          ///< NULL when no sensor has the stream
     uint64_t _end_guard = 0;
+
+    /// Whether `sensor` has a lens-shift stream.
+    bool has_ois(uint32_t sensor) const {
+        return ois != nullptr && ois->handler(sensor) != nullptr;
+    }
 };
 
 }  // namespace steadywarp

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "interface/eis_log.hpp"
+#include "base/eis_log.hpp"
 
 namespace steadywarp {
 namespace {

@@ -5,8 +5,8 @@
 #include <cmath>
 #include <cstring>
 
+#include "base/eis_log.hpp"
 #include "base/numeric.hpp"
-#include "interface/eis_log.hpp"
 #include "platform/os_utils.hpp"
 
 namespace steadywarp {

@@ -64,6 +64,8 @@ class SensorDataHandler {
     void set_last_sample(const _sample_data_s& sample) { _last_sample = sample; }
 
     void rotate(_sample_data_s& sample) const { _rotate(sample); }
+    /// Use another mapping than that of the device.
+    void set_rotate(RotateFunction mapping) { _rotate = mapping; }
     RotateFunction rotate_function() const { return _rotate; }
 
     /// Choose the rotation by the axis table in eis.h.

@@ -51,7 +51,7 @@ void measure_extents(const BorderPoints& source, BoundingBox& box) {
 
 }  // namespace
 
-void compute_boundary(const RowAngles& row_angles, const Camera& camera,
+void compute_boundary(const RowAngles& row_angles, const FrameOptics& optics, const Camera& camera,
                       const FilterInput& frame_input, const BorderPoints* start_points,
                       BoundingBox& out) {
     const BorderPoints source =
@@ -60,7 +60,11 @@ void compute_boundary(const RowAngles& row_angles, const Camera& camera,
         const uint32_t row = time_row_of(source[i].y, camera.height);
         const Matrix3 back =
             rotation_to_homography(camera, -row_angles[row], frame_input.windows.scale);
-        out.points[i] = map_point(back, source[i]);
+        Point2 point = source[i];
+        if (optics.lens != nullptr) {
+            point = optics.lens->apply(point, (*optics.row_shifts)[row]);
+        }
+        out.points[i] = map_point(back, point);
     }
     measure_extents(source, out);
 }

@@ -7,23 +7,33 @@
 
 #include "base/matrix3.hpp"
 #include "base/vec3.hpp"
+#include "filter/frame_records.hpp"
 #include "sensors/camera.hpp"
 #include "sensors/samplers.hpp"
-#include "stabilizer/frame_records.hpp"
+#include "stabilizer/ois_operator.hpp"
 
 namespace steadywarp {
 
 /// Angles per time row, radians.
 using RowAngles = std::array<Vec3<double>, kTimeRows>;
 
+/// Raw lens shift per time row.
+using RowShifts = std::array<Point2, kTimeRows>;
+
+/// What stood between the scene and the sensor while a frame was read.
+struct FrameOptics {
+    const OISOperator* lens = nullptr;      ///< NULL: the lens did not move
+    const RowShifts* row_shifts = nullptr;  ///< set with `lens`
+};
+
 /// Compute the polygon in which a frame's crop must stay.
 ///
-/// Each of 16 points around the input frame is turned back by the angles of the time row that read
-/// it: row = (int)(y / height * 24) + 1.
+/// Each of 16 points around the input frame goes back through the optics as they were at the time
+/// row that read it, and is turned back by that row's angles: row = (int)(y / height * 24) + 1.
 ///
 /// @param row_angles of the rows against the frame's middle.
 /// @param start_points points to use instead of the frame's own border, or NULL; pixels.
-void compute_boundary(const RowAngles& row_angles, const Camera& camera,
+void compute_boundary(const RowAngles& row_angles, const FrameOptics& optics, const Camera& camera,
                       const FilterInput& frame_input, const BorderPoints* start_points,
                       BoundingBox& out);
 

@@ -5,8 +5,8 @@
 #include <cmath>
 
 #include "base/allocation.hpp"
+#include "base/eis_log.hpp"
 #include "filter/breach_control.hpp"
-#include "interface/eis_log.hpp"
 #include "stabilizer/row_search.hpp"
 
 namespace steadywarp {
@@ -75,9 +75,12 @@ StabilizerDistortionCorrection::StabilizerDistortionCorrection(const is_init_com
       _filter_inputs(common.buffer_delay),
       _row_angles(common.buffer_delay),
       _margin_alpha(common.buffer_delay),
+      _ois_rows(common.buffer_delay),
+      _ois_valid(common.buffer_delay),
       _distortion_grid(sensors[0].input_width, sensors[0].input_height) {
     if (!_orientations.is_allocated() || !_filter_inputs.is_allocated() ||
-        !_row_angles.is_allocated() || !_margin_alpha.is_allocated()) {
+        !_row_angles.is_allocated() || !_margin_alpha.is_allocated() || !_ois_rows.is_allocated() ||
+        !_ois_valid.is_allocated()) {
         EIS_ERR("IS0004", "Out of Memory");
         status = EIS_ERROR_NO_MEMORY;
         return;
@@ -86,6 +89,9 @@ StabilizerDistortionCorrection::StabilizerDistortionCorrection(const is_init_com
     _cameras.fill(kUnusedCamera);
     for (uint32_t i = 0; i < num_sensors; ++i) {
         _cameras[i] = make_camera(sensors[i], ratio);
+        if (common.is_ois_enabled && sensors[i].tuning.top.ois_frequency != 0) {
+            _ois_operators[i] = make_ois_operator(sensors[i].tuning, status);
+        }
     }
     if (RscAlpha::is_wanted(sensors[0].camera_position, sensors[0].tuning)) {
         uint32_t alpha_status = EIS_SUCCESS;
@@ -103,6 +109,8 @@ void StabilizerDistortionCorrection::reset() {
     _filter_inputs.clear();
     _row_angles.clear();
     _margin_alpha.clear();
+    _ois_rows.clear();
+    _ois_valid.clear();
     _previous_orientation = {};
     _current_orientation = {};
     if (_rsc_alpha != nullptr) {
@@ -110,8 +118,25 @@ void StabilizerDistortionCorrection::reset() {
     }
 }
 
+OISOperator* StabilizerDistortionCorrection::prepare_lens(uint32_t sensor,
+                                                          const frame_geometry_windows& windows) {
+    OISOperator* lens = _ois_operators[sensor].get();
+    if (lens != nullptr) {
+        lens->update(_cameras[sensor], windows);
+    }
+    return lens;
+}
+
 void StabilizerDistortionCorrection::update(const Vec3<double>* row_orientations,
-                                            bool scene_settled, SceneWord scene) {
+                                            const Point2* row_shifts, bool scene_settled,
+                                            SceneWord scene) {
+    RowShifts shifts;
+    if (row_shifts != nullptr) {
+        std::copy_n(row_shifts, kTimeRows, shifts.begin());
+    }
+    _ois_rows.push(shifts);
+    _ois_valid.push(row_shifts != nullptr);
+
     const Vec3<double>& middle = row_orientations[kMiddleRow];
     _orientations.push(middle);
     _previous_orientation = _current_orientation;
@@ -134,10 +159,17 @@ void StabilizerDistortionCorrection::update(const Vec3<double>* row_orientations
     _row_angles.push(offsets);
 }
 
+FrameOptics StabilizerDistortionCorrection::newest_optics() const {
+    if (!_ois_valid.newest()) {
+        return {};
+    }
+    return {_ois_operators[_filter_inputs.newest().sensor].get(), &_ois_rows.newest()};
+}
+
 void StabilizerDistortionCorrection::update_rsc_alpha_by_margins() {
     const FilterInput& input = _filter_inputs.newest();
     const Camera& camera = camera_of(input);
-    compute_boundary(_row_angles.newest(), camera, input,
+    compute_boundary(_row_angles.newest(), newest_optics(), camera, input,
                      input.pre_align_valid ? &input.pre_align_points : nullptr, _boundary);
     const bool fits = check_breach(_boundary, {}, input, camera) ||
                       check_breach(_boundary, input.ois_rotation, input, camera);
@@ -153,10 +185,17 @@ void StabilizerDistortionCorrection::build_grid(Grid& grid) const {
     const FilterInput& input = _filter_inputs.newest();
     const Camera& camera = camera_of(input);
     const RowAngles& angles = _row_angles.newest();
+    const FrameOptics optics = newest_optics();
     RowHomographies rows;
     for (uint32_t r = 0; r < kTimeRows; ++r) {
         const Vec3<double> angle = alpha < 1.0 ? angles[r] * alpha : angles[r];
         rows[r] = rotation_to_homography(camera, angle, input.windows.scale);
+        if (optics.lens != nullptr) {
+            const Point2& shift = (*optics.row_shifts)[r];
+            const Point2 scaled = alpha < 1.0 ? Point2{shift.x * alpha, shift.y * alpha} : shift;
+            // The lens stands between the turned camera and its sensor.
+            rows[r] = multiply(optics.lens->get_matrix(scaled), rows[r]);
+        }
     }
     map_by_row_search(rows, grid);
 }
@@ -187,7 +226,8 @@ uint32_t StabilizerDistortionCorrection::dist_correction_process(uint32_t width,
 
 uint32_t StabilizerDistortionCorrection::update_in_termination_mode(uint32_t frame_id) {
     const bool has_frame = _orientations.repeat_newest() && _filter_inputs.repeat_newest() &&
-                           _row_angles.repeat_newest() && _margin_alpha.repeat_newest();
+                           _row_angles.repeat_newest() && _margin_alpha.repeat_newest() &&
+                           _ois_rows.repeat_newest() && _ois_valid.repeat_newest();
     if (!has_frame) {
         return EIS_ERROR_GENERAL;
     }

@@ -12,9 +12,9 @@
 #include "base/matrix3.hpp"
 #include "base/ring_buffer.hpp"
 #include "base/vec3.hpp"
+#include "filter/frame_records.hpp"
 #include "sensors/camera.hpp"
 #include "stabilizer/boundary.hpp"
-#include "stabilizer/frame_records.hpp"
 #include "stabilizer/grid.hpp"
 #include "stabilizer/rsc_alpha.hpp"
 #include "steadywarp/eis.h"
@@ -32,8 +32,15 @@ class StabilizerDistortionCorrection {
                                    const is_init_sensor_data* sensors, uint32_t num_sensors,
                                    uint32_t& status);
 
+    /// Tell the sensor's lens, if it has one that moves, the windows of the coming frame.
+    /// @return the lens, or NULL.
+    OISOperator* prepare_lens(uint32_t sensor, const frame_geometry_windows& windows);
+
     /// Take in the newest frame's row orientations (kTimeRows of them) as offsets from its middle.
-    void update(const Vec3<double>* row_orientations, bool scene_settled, SceneWord scene);
+    ///
+    /// @param row_shifts raw lens shift per row; NULL if the frame's sensor has no such stream.
+    void update(const Vec3<double>* row_orientations, const Point2* row_shifts, bool scene_settled,
+                SceneWord scene);
 
     /// Compute the newest frame's boundary, and switch its rolling-shutter correction off if that
     /// alone pushes the crop off the sensor.
@@ -69,6 +76,7 @@ class StabilizerDistortionCorrection {
     float cvp_motion_index_raw() const { return _cvp_motion_index_raw; }
 
   private:
+    FrameOptics newest_optics() const;
     void build_grid(Grid& grid) const;
 
     static constexpr double kUnset = std::numeric_limits<double>::quiet_NaN();
@@ -80,9 +88,12 @@ class StabilizerDistortionCorrection {
     RingBuffer<FilterInput> _filter_inputs;
     RingBuffer<RowAngles> _row_angles;
     RingBuffer<double> _margin_alpha;  ///< 0: the frame's grid is the identity
+    RingBuffer<RowShifts> _ois_rows;
+    RingBuffer<bool> _ois_valid;
     BoundingBox _boundary;
     std::unique_ptr<RscAlpha> _rsc_alpha;
     std::array<Camera, EIS_MAX_NUM_SENSORS> _cameras;
+    std::array<std::unique_ptr<OISOperator>, EIS_MAX_NUM_SENSORS> _ois_operators;
     Grid _distortion_grid;
     Matrix3 _alignment = kIdentity3;
     float _cvp_motion_index_raw = 0.0f;

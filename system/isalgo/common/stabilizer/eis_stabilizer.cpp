@@ -6,8 +6,8 @@
 #include <cmath>
 
 #include "base/allocation.hpp"
+#include "base/eis_log.hpp"
 #include "filter/non_future_looking_filter.hpp"
-#include "interface/eis_log.hpp"
 
 namespace steadywarp {
 namespace {

@@ -11,8 +11,8 @@
 #include "base/ring_buffer.hpp"
 #include "base/vec3.hpp"
 #include "filter/filter.hpp"
+#include "filter/frame_records.hpp"
 #include "stabilizer/distortion_stage.hpp"
-#include "stabilizer/frame_records.hpp"
 #include "steadywarp/eis.h"
 
 namespace steadywarp {

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "interface/eis_log.hpp"
+#include "base/eis_log.hpp"
 #include "steadywarp/eis.h"
 
 namespace steadywarp {

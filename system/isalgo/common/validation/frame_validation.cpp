@@ -3,8 +3,8 @@
 
 #include <cmath>
 
+#include "base/eis_log.hpp"
 #include "base/numeric.hpp"
-#include "interface/eis_log.hpp"
 
 namespace steadywarp {
 namespace {

@@ -2,7 +2,7 @@
 // The tests of one sensor's record: optics, grids and frame sizes.
 #include <array>
 
-#include "interface/eis_log.hpp"
+#include "base/eis_log.hpp"
 #include "validation/init_validation.hpp"
 
 namespace steadywarp {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "interface/eis_log.hpp"
+#include "base/eis_log.hpp"
 #include "validation/init_validation.hpp"
 
 namespace steadywarp {

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // What a configuration may ask for and this version of the library does not do yet. Each feature
 // that arrives takes its line away.
+#include "base/eis_log.hpp"
 #include "interface/eis_context.hpp"
-#include "interface/eis_log.hpp"
 #include "validation/init_validation.hpp"
 
 namespace steadywarp {
@@ -38,9 +38,6 @@ void is_supported_init_input(const is_init_common_data& common, const is_init_se
     }
     for (uint32_t i = 0; i < num_sensors; ++i) {
         const is_tessaline_info_s& tuning = sensors[i].tuning;
-        if (common.is_ois_enabled && tuning.top.ois_frequency != 0) {
-            refuse("OIS", i, counts);
-        }
         if (common.is_ifovc_enabled && tuning.top.ifovc_frequency != 0) {
             refuse("iFOVC", i, counts);
         }

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <array>
 
-#include "interface/eis_log.hpp"
+#include "base/eis_log.hpp"
 
 namespace steadywarp {
 namespace {

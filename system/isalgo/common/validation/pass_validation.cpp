@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "validation/pass_validation.hpp"
 
-#include "interface/eis_log.hpp"
+#include "base/eis_log.hpp"
 #include "validation/frame_validation.hpp"
 #include "validation/warp_input_validation.hpp"
 
@@ -53,6 +53,21 @@ bool is_valid_samples(const eis_context_samplers& samplers,
     uint32_t errors = 0;
     if (!samplers.gyro.is_valid(input.gyro, input.frame_id, first_frame, sensor_switched)) {
         EIS_ERR("IS0002", "Errors in gyro samples were found");
+        ++errors;
+    }
+    if (samplers.ois != nullptr &&
+        !samplers.ois->is_valid(input.ois, input.active_sensor_idx, input.frame_id, first_frame,
+                                sensor_switched)) {
+        EIS_ERR("IS0002", "Errors in OIS samples were found");
+        ++errors;
+    }
+    if (samplers.has_ois(input.active_sensor_idx) &&
+        (input.gyro.num_elements == 0) != (input.ois.num_elements == 0)) {
+        EIS_ERR("IS0019",
+                "frame_id %u : Sensor #%u : OIS and Gyro samples mismatch. OIS (%u) or gyro (%u) "
+                "samples are missing",
+                input.frame_id, input.active_sensor_idx, input.ois.num_elements,
+                input.gyro.num_elements);
         ++errors;
     }
     if (input.ifovc.num_elements != 0) {
@@ -166,6 +181,12 @@ uint32_t is_valid_first_frame(const eis_context& context,
     }
     if (input.gyro.num_elements == 0) {
         EIS_ERR("IS0003", "Invalid first frame, no gyro data!");
+        if (!runs_on_errors(context)) {
+            return EIS_ERROR_INVALID_INPUT;
+        }
+    }
+    if (context._samplers.has_ois(input.active_sensor_idx) && input.ois.num_elements == 0) {
+        EIS_ERR("IS0003", "Invalid first frame, no OIS data!");
         if (!runs_on_errors(context)) {
             return EIS_ERROR_INVALID_INPUT;
         }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "stabilizer/frame_records.hpp"
+#include "filter/frame_records.hpp"
 
 #include <algorithm>
 #include <cmath>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "interface/eis_log.hpp"
+#include "base/eis_log.hpp"
 
 #include <cstdarg>
 #include <cstdio>

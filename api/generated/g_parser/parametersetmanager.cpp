@@ -1,0 +1,268 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "steadywarp/tuning/parametersetmanager.h"
+
+#include <new>
+
+#include "parameterlogging.hpp"
+#include "platform/os_utils.hpp"
+
+namespace {
+
+bool MakeName(std::string& name, char const* text) {
+    char type[ModuleData::kTypeSize];
+    ModuleData::GetType(type, text);
+    try {
+        name = type;
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+}
+
+}  // namespace
+
+ParameterSetManager::ParameterSetManager() = default;
+
+ParameterSetManager::~ParameterSetManager() {
+    PARAMETER_LOG_DEBUG(this, "ParameterSetManager deleting\n");
+    {
+        const ParameterScopedLock tree(m_treeLock, false);
+        const ParameterScopedLock modules(m_moduleLock, false);
+        DeleteDefaultModules();
+        FreeReplacedParameters();
+        FreeBinaryParameters();
+        delete m_symbolTable;
+    }
+    // Modules of theirs were in use here; only now are those gone.
+    for (ParameterSetManager* manager : m_retiredManagers) {
+        delete manager;
+    }
+}
+
+// ---- Lines and errors ----
+
+char const* ParameterSetManager::GetLogName() const {
+    return m_binaryTag;
+}
+
+bool ParameterSetManager::IsLogLevelOn(ParameterLogLevel level) const {
+    const auto index = static_cast<uint32_t>(level);
+    return index < std::size(m_logEnables) && m_logEnables[index];
+}
+
+void ParameterSetManager::SetLogEnables(bool error, bool warning, bool debug) {
+    m_logEnables[static_cast<uint32_t>(ParameterLogLevel::Error)] = error;
+    m_logEnables[static_cast<uint32_t>(ParameterLogLevel::Warning)] = warning;
+    m_logEnables[static_cast<uint32_t>(ParameterLogLevel::Debug)] = debug;
+}
+
+void ParameterSetManager::SetError(char const* text, ModuleData const* data) {
+    char line[sizeof m_errorText];
+    if (data != nullptr) {
+        std::snprintf(line, sizeof line, "%s Type: %s, Major: %u, Minor: %u, Patch: %u, Mode: %u",
+                      text, data->Type, data->Version.major, data->Version.minor,
+                      data->Version.patch, data->ModeId);
+    } else {
+        Zelm::OsUtils::StrLCpy(line, text, sizeof line);
+    }
+    {
+        const std::lock_guard<std::mutex> lock(m_textMutex);
+        std::memcpy(m_errorText, line, sizeof line);
+    }
+    PARAMETER_LOG_ERROR(this, "%s", line);
+}
+
+char const* ParameterSetManager::GetLastError() const {
+    static thread_local char text[sizeof m_errorText];
+    const std::lock_guard<std::mutex> lock(m_textMutex);
+    std::memcpy(text, m_errorText, sizeof text);
+    return text;
+}
+
+// ---- Catalogue ----
+
+bool ParameterSetManager::AddDefaultModule(ParameterModule* classObject) {
+    const ParameterScopedLock tree(m_treeLock, false);
+    if (classObject == nullptr) {
+        return false;
+    }
+    auto* row = new (std::nothrow) DefaultModule(classObject);
+    if (row == nullptr) {
+        delete classObject;
+        return false;
+    }
+    try {
+        if (m_defaultModules.try_emplace(classObject->GetModuleType(), row).second) {
+            return true;
+        }
+    } catch (const std::bad_alloc&) {
+    }
+    delete row;
+    return false;
+}
+
+DefaultModule* ParameterSetManager::FindDefaultModule(char const* type) {
+    const ParameterScopedLock tree(m_treeLock, true);
+    std::string name;
+    const auto found = type != nullptr && MakeName(name, type) ? m_defaultModules.find(name)
+                                                               : m_defaultModules.end();
+    if (found == m_defaultModules.end()) {
+        PARAMETER_LOG_ERROR(this, "Failed to find module %s in DefaultModuleMap\n",
+                            type != nullptr ? type : "");
+        return nullptr;
+    }
+    return found->second;
+}
+
+void ParameterSetManager::DeleteDefaultModules() {
+    const ParameterScopedLock modules(m_moduleLock, false);
+    for (auto& [name, row] : m_defaultModules) {
+        delete row;
+    }
+    m_defaultModules.clear();
+}
+
+// ---- Getting and releasing modules ----
+
+void ParameterSetManager::LogUnusualBranch(char const* name, TuningMode const* branch,
+                                           unsigned int count) {
+    if (branch == nullptr && count != 0) {
+        PARAMETER_LOG_WARNING(this,
+                              "GetModule(%s) called with modeBranch == null and modeCount = %d, "
+                              "will return default mode module data\n",
+                              name, static_cast<int>(count));
+    } else if (count != 0 && (branch[0].mode != 0 || branch[0].subMode != 0)) {
+        char path[128];
+        GetPathFromModeBranch(branch, count, path, sizeof path);
+        PARAMETER_LOG_WARNING(this,
+                              "GetModule(%s) called with first mode != Default, might not return "
+                              "module data from the desired mode path: %s\n",
+                              name, path);
+    }
+    if (m_defaultModules.empty()) {
+        PARAMETER_LOG_ERROR(this,
+                            "GetModule(%s) Uninitialized Set Manager. this: %lx, SymbolTable: "
+                            "%lx, Modes: %lx, ModeCount: %d, RootMode: %lx\n",
+                            name, reinterpret_cast<unsigned long>(this),
+                            reinterpret_cast<unsigned long>(m_symbolTable),
+                            reinterpret_cast<unsigned long>(m_modes.get()),
+                            static_cast<int>(m_modeCount),
+                            reinterpret_cast<unsigned long>(m_rootMode));
+    }
+}
+
+bool ParameterSetManager::EnsureLoaded(ParameterModule* module) {
+    if (module->IsLoaded()) {
+        return true;
+    }
+    const ParameterScopedLock modules(m_moduleLock, false);
+    if (!module->LoadModule(m_symbolTable)) {
+        return false;
+    }
+    ModuleData const* data = module->GetData();
+    if (InFileMode() && data != nullptr && data->Mode != nullptr) {
+        PList<ModeEntry*> touched;
+        touched.Add(data->Mode);
+        TouchModes(touched);
+    }
+    return true;
+}
+
+// The selection itself: the deepest mode on the path that has the module. Under the tree lock.
+ParameterModule* ParameterSetManager::SelectModule(char const* name, TuningMode const* branch,
+                                                   unsigned int count) {
+    std::string key;
+    if (!MakeName(key, name)) {
+        return nullptr;
+    }
+    ParameterModule* result = m_rootMode->FindModule(&key);
+    if (result != nullptr) {
+        EnsureLoaded(result);
+    } else {
+        char path[128] = "";
+        GetPathFromModeBranch(branch, count, path, sizeof path);
+        PARAMETER_LOG_WARNING(
+            this, "GetModule %s module not found in default scenario (%s), mode path: %s\n", name,
+            GetLogName(), path);
+    }
+    ModeEntry* entry = m_rootMode;
+    for (unsigned int index = 1; branch != nullptr && index < count;) {
+        entry = NextMode(entry, branch, count, &index);
+        if (entry == nullptr) {
+            break;
+        }
+        ParameterModule* module = entry->FindModule(&key);
+        if (module != nullptr && EnsureLoaded(module)) {
+            result = module;
+        } else if (module != nullptr) {
+            char path[128] = "";
+            entry->GetModePath(path, sizeof path);
+            PARAMETER_LOG_ERROR(this, "Failed to load module %s, path: %s, skipping\n", name, path);
+        }
+    }
+    if (result == nullptr || !result->IsLoaded()) {
+        PARAMETER_LOG_ERROR(this,
+                            "GetModule %s failed to find a loaded module in %s, returning "
+                            "null\n",
+                            name, GetLogName());
+        return nullptr;
+    }
+    return result;
+}
+
+void ParameterSetManager::ReferenceResult(ParameterModule* module) {
+    ModuleData const* data = module->GetData();
+    if (data == nullptr || data->Mode == nullptr) {
+        PARAMETER_LOG_ERROR(this,
+                            "Attempt to add reference to module with a nullptr %s object.  Mode: "
+                            "%d, SubMode: %d, Module %s\n",
+                            data == nullptr ? "Data" : "Data->Mode", module->GetMode().mode,
+                            module->GetMode().subMode, module->GetModuleName());
+        return;
+    }
+    data->Mode->AddReference(module);
+}
+
+ParameterModule* ParameterSetManager::GetModule(char const* name, TuningMode const* branch,
+                                                unsigned int count, ParameterModule* previous) {
+    ReadAccess access;
+    if (name == nullptr) {
+        SetError("GetModule called with nullptr module name");
+        ReleaseModule(previous);
+        return nullptr;
+    }
+    LockForReading(access, branch, count, name, &previous);
+    if (m_rootMode == nullptr) {
+        PARAMETER_LOG_ERROR(this, "GetModule %s called with no binary loaded\n", name);
+        ReleaseModule(previous);
+        return nullptr;
+    }
+    LogUnusualBranch(name, branch, count);
+    ParameterModule* result = SelectModule(name, branch, count);
+    if (result != nullptr && InFileMode()) {
+        ReferenceResult(result);
+    }
+    ReleaseModule(previous);
+    return result;
+}
+
+void ParameterSetManager::ReleaseModule(ParameterModule const* module) {
+    if (module == nullptr) {
+        return;
+    }
+    // A reload clears the data's mode under the exclusive side, so what is seen here stays.
+    const ParameterScopedLock modules(m_moduleLock, true);
+    if (!InFileMode()) {
+        return;
+    }
+    ModuleData const* data = module->GetData();
+    if (data == nullptr || data->Mode == nullptr) {
+        PARAMETER_LOG_ERROR(this,
+                            "Attempt to release module with a nullptr %s object.  Mode: %d, "
+                            "SubMode: %d, Module %s\n",
+                            data == nullptr ? "Data" : "Data->Mode", module->GetMode().mode,
+                            module->GetMode().subMode, module->GetModuleName());
+        return;
+    }
+    data->Mode->ReleaseReference(module);
+}

@@ -1,0 +1,176 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <new>
+
+#include "parameterlogging.hpp"
+#include "platform/os_utils.hpp"
+#include "steadywarp/tuning/parametersetmanager.h"
+
+// Locks of everything here: tree and module, both exclusive.
+
+void ParameterSetManager::FreeReplacedParameters() {
+    PARAMETER_LOG_DEBUG(this, "FreeReplacedParameters called\n");
+    for (ParameterModule* module : m_replacedModules) {
+        delete module;
+    }
+    m_replacedModules.Clear();
+    // Modules release their shared objects against their table, so tables go last.
+    for (ParameterFileSymbolTable* table : m_retiredTables) {
+        delete table;
+    }
+    m_retiredTables.Clear();
+}
+
+void ParameterSetManager::SaveAndClearDefaultModules() {
+    const ParameterScopedLock modules(m_moduleLock, false);
+    for (auto& [name, row] : m_defaultModules) {
+        while (ParameterModule* module = row->TakeFirst()) {
+            // Without memory for the list the module is never deleted: somebody may hold it.
+            m_replacedModules.Add(module);
+        }
+    }
+}
+
+void ParameterSetManager::RetireSymbolTable() {
+    if (m_symbolTable == nullptr) {
+        return;
+    }
+    for (ModuleData* data : m_symbolTable->GetModuleList()) {
+        data->Mode = nullptr;
+    }
+    m_retiredTables.Add(m_symbolTable);
+    m_symbolTable = nullptr;
+}
+
+void ParameterSetManager::FreeBinaryParameters() {
+    PARAMETER_LOG_DEBUG(this, "FreeBinaryParameters called\n");
+    m_rootMode = nullptr;
+    m_loadedModes.Clear();
+    m_modes.reset();
+    m_modeCount = 0;
+    for (ModeEntry* entry : m_ownedModes) {
+        delete entry;
+    }
+    m_ownedModes.Clear();
+    m_binaryTag = "";
+}
+
+bool ParameterSetManager::ReloadBinaryParameters(bool bufferMode) {
+    const ParameterScopedLock tree(m_treeLock, false);
+    const ParameterScopedLock modules(m_moduleLock, false);
+    if (m_fileName[0] == '\0') {
+        SetError("ReloadBinaryParameters called with empty file name");
+        return false;
+    }
+    char name[sizeof m_fileName];
+    std::memcpy(name, m_fileName, sizeof name);
+    PARAMETER_LOG_WARNING(this, "Reloading binary file %s%s\n", name,
+                          bufferMode ? " in buffer mode" : "");
+    FreeReplacedParameters();
+    SaveAndClearModules();
+    if (bufferMode && m_symbolTable != nullptr && m_symbolTable->GetFile() != nullptr &&
+        m_symbolTable->GetFile()->Reference(0) > 0) {
+        m_symbolTable->FileReference(-1);
+    }
+    RetireSymbolTable();
+    FreeBinaryParameters();
+    m_loaded = false;
+    return bufferMode ? ReloadAsBuffer() : LoadBinaryParameters(name);
+}
+
+bool ParameterSetManager::ReloadAsBuffer() {
+    std::unique_ptr<ParameterBinaryFile> file(new (std::nothrow)
+                                                  ParameterBinaryFile(m_fileName, this, true));
+    if (file == nullptr || !file->IsValid() || !file->IsCRCValid()) {
+        SetError(file == nullptr ? "ReloadBinaryParameters: Failed to allocate ParameterBinaryFile "
+                                   "class"
+                 : !file->IsValid() ? "ReloadBinaryParameters: Failed to open file"
+                                    : "ReloadBinaryParameters: File CRC check failed");
+        return false;
+    }
+    m_fileName[0] = '\0';
+    unsigned char* image = file->Read(0, file->GetLength());
+    if (image == nullptr) {
+        SetError("ReloadBinaryParameters: Failed to allocate space to read data from file");
+        return false;
+    }
+    const bool good = LoadBinaryParameters(image, file->GetLength());
+    std::free(image);
+    return good;
+}
+
+// ---- Taking over the modules of another manager ----
+
+// One instance may stand in several modes of `other`; it changes owner with the first that has a
+// partner here, and stays with `other` if none has.
+bool ParameterSetManager::TakeOver(ModeEntry* target, ParameterModule* module,
+                                   ParameterSetManager* other) {
+    const auto partner = target->m_modules.find(module->GetModuleType());
+    if (partner == target->m_modules.end() || partner->second.module == nullptr) {
+        return true;
+    }
+    DefaultModule* row = GetDefaultModule(module->GetModuleType());
+    DefaultModule* theirs = other->GetDefaultModule(module->GetModuleType());
+    if (row == nullptr || theirs == nullptr) {
+        return false;
+    }
+    if (theirs->RemoveModule(module) && !row->AddModule(module)) {
+        return false;
+    }
+    ParameterModule* old = target->ReplaceModule(module);
+    if (old != nullptr && old != module && row->RemoveModule(old)) {
+        m_replacedModules.Add(old);
+    }
+    return true;
+}
+
+bool ParameterSetManager::UpdateEntry(ModeEntry* target, ModeEntry* source,
+                                      ParameterSetManager* other) {
+    for (auto& [name, reference] : source->m_modules) {
+        if (!TakeOver(target, reference.module, other)) {
+            return false;
+        }
+    }
+    source->m_modules.clear();
+    for (ModeEntry* child = source->m_firstChild; child != nullptr; child = child->m_nextSibling) {
+        ModeEntry* partner = target->m_firstChild;
+        while (partner != nullptr && (partner->m_mode.mode != child->m_mode.mode ||
+                                      partner->m_mode.subMode != child->m_mode.subMode)) {
+            partner = partner->m_nextSibling;
+        }
+        if (partner == nullptr || !UpdateEntry(partner, child, other)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool ParameterSetManager::UpdateParameters(ParameterSetManager* other) {
+    const ParameterScopedLock tree(m_treeLock, false);
+    const ParameterScopedLock modules(m_moduleLock, false);
+    if (other == nullptr || m_rootMode == nullptr || other->m_rootMode == nullptr) {
+        return false;
+    }
+    return UpdateEntry(m_rootMode, other->m_rootMode, other);
+}
+
+bool ParameterSetManager::UpdateFromBuffer(ParameterSetManager* other, unsigned char* buffer,
+                                           unsigned long length) {
+    std::unique_ptr<ParameterSetManager> fresh(other);
+    const ParameterScopedLock tree(m_treeLock, false);
+    if (!m_loaded) {
+        SetError("UpdateBinaryParameters failed, original parameter load is invalid");
+        return false;
+    }
+    if (m_fileName[0] != '\0' && !ReloadBinaryParameters(true)) {
+        SetError("UpdateBinaryParameters failed to reload parameters in buffer mode");
+        return false;
+    }
+    if (fresh == nullptr || !fresh->LoadBinaryParameters(buffer, length)) {
+        SetError("UpdateBinaryParameters failed to load parameters");
+        return false;
+    }
+    const bool good = UpdateParameters(fresh.get());
+    // Modules of the new manager are in use here from now on.
+    m_retiredManagers.Add(fresh.release());
+    return good;
+}

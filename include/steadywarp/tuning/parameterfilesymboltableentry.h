@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file parameterfilesymboltableentry.h
+/// A cursor over one payload of the tuning file, and the reads that module parsers make through it.
+#pragma once
+
+#include <algorithm>
+
+#include "steadywarp/tuning/parametermodule.h"
+#include "steadywarp/tuning/parameterutils.h"
+
+struct DupObjInfo;
+
+/// A cursor over one payload. Not safe for two threads.
+class STEADYWARP_API ParameterFileSymbolTableEntry {
+  public:
+    ParameterFileSymbolTableEntry() = default;
+    ~ParameterFileSymbolTableEntry();
+    ParameterFileSymbolTableEntry(const ParameterFileSymbolTableEntry&) = delete;
+    ParameterFileSymbolTableEntry& operator=(const ParameterFileSymbolTableEntry&) = delete;
+
+    /// Attach to a table and forget everything else.
+    void Init(ParameterFileSymbolTable* table);
+
+    /// Parse one record of the symbol table or of the data table and find its payload.
+    ///
+    /// With `file` the record is read from disk at the table's offset plus `*pos`, and its payload
+    /// becomes this entry's own; else both lie in memory and the payload is only pointed at.
+    /// @param buffer image of the table, read at `*pos`, which ends up behind the record.
+    /// @param length bytes of `buffer`.
+    /// @param dataOffset start of the data section in the file.
+    /// @return false if the record was short; the fields behind the end are 0.
+    bool Load(unsigned char const* buffer, char const* fileName, ParameterBinaryFile* file,
+              unsigned int length, unsigned int* pos, unsigned int dataOffset,
+              IModeTable* modeTable, bool isModule, unsigned char alignment);
+
+    /// Share the payload of `other` without owning it, with the position at its begin.
+    void CopyFrom(const ParameterFileSymbolTableEntry& other);
+
+    /// Read a number of 4 or 8 bytes; a failed read moves nothing and is logged.
+    template <typename T>
+    bool ReadScalar(T& value, unsigned char alignment) {
+        static_assert(std::is_arithmetic_v<T>);
+        if (m_data == nullptr || uint64_t{m_pos} + sizeof(T) > m_size) {
+            ReportShortRead(sizeof(T));
+            return false;
+        }
+        std::memcpy(&value, m_data + m_pos, sizeof(T));
+        const uint64_t next = uint64_t{m_pos} + std::max<size_t>(alignment, sizeof(T));
+        m_pos = static_cast<uint32_t>(std::min<uint64_t>(next, UINT32_MAX));
+        return true;
+    }
+
+    /// Read plain fields as they lie, `count` bytes in all.
+    bool ReadBuffer(void* value, unsigned int count, unsigned char alignment);
+    /// Read the number of an enumerator. @return 0, with `*ok` false, on a short read.
+    unsigned int ReadEnum(bool* ok, unsigned char alignment);
+    /// Read a string field of `count` bytes, or take the one that a duplicate payload gave before.
+    /// @param value receives a text to release with free() if the table says so.
+    bool ReadString(char** value, unsigned int count, unsigned char alignment);
+
+    /// Look up, or register, the object that this payload is parsed into; see the symbol table.
+    DupObjInfo* GetDupObject(unsigned int count, char const* file, unsigned int line);
+    DupObjInfo* SetDupObject(void* object, unsigned int count, char const* file, unsigned int line);
+
+    uint32_t GetID() const { return m_id; }
+    uint32_t GetDuplicateID() const { return m_duplicateId; }
+    unsigned char const* GetPayload() const { return m_data; }
+    uint32_t GetPos() const { return m_pos; }
+    uint32_t GetSize() const { return m_size; }
+    ModuleData* GetModuleData() const { return m_moduleData; }
+    /// Give up the module data to the caller.
+    ModuleData* TakeModuleData();
+
+  private:
+    struct Record;
+    bool ParseRecord(unsigned char const* buffer, unsigned int length, unsigned int* pos,
+                     bool isModule, unsigned char alignment, Record& record);
+    void CheckDuplicate(bool isModule);
+    bool FetchPayload(ParameterBinaryFile* file, unsigned int dataOffset, const Record& record);
+    void ReportShortRead(size_t size) const;
+    void FreePayload();
+
+    ParameterFileSymbolTable* m_table = nullptr;
+    ParameterSetManager* m_setManager = nullptr;
+    uint32_t m_id = 0;
+    uint32_t m_duplicateId = 0;
+    unsigned char const* m_data = nullptr;
+    char const* m_owner = nullptr;  // file name if the payload is this entry's own
+    uint32_t m_pos = 0;
+    uint32_t m_size = 0;
+    ModuleData* m_moduleData = nullptr;
+};

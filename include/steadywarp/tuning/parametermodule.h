@@ -1,0 +1,141 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file parametermodule.h
+/// A module: the parsed values of one record of the tuning file, and what is known of the record.
+#pragma once
+
+#include <atomic>
+
+#include "steadywarp/tuning/parametertypes.h"
+
+class ModeEntry;
+class ParameterFileSymbolTable;
+class ParameterModule;
+class ParameterSetManager;
+
+/// What a module knows of its record. Owned by the symbol table of the load that read the record.
+class STEADYWARP_API ModuleData {
+  public:
+    /// Room for a type name as a record holds it, the nul included.
+    static constexpr unsigned int kTypeSize = 33;
+
+    ~ModuleData();
+    ModuleData(const ModuleData&) = delete;
+    ModuleData& operator=(const ModuleData&) = delete;
+
+    /// Make the data of one record; the texts are copied. @return NULL if memory is exhausted.
+    static ModuleData* Make(uint32_t id, uint32_t duplicateId, IModeTable* modeTable,
+                            char const* type, const VersionUnion& version, uint32_t modeId,
+                            ParameterSetManager* setManager, ParameterFileSymbolTable* table);
+
+    /// Shorten a module name to the type name of a record: without a leading "tessaline_" or
+    /// "tessaline", in any case of letters, if something follows; a rest above 32 characters
+    /// becomes its first 8, a "-" and its last 23.
+    /// @param out receives at most 33 bytes, the nul included.
+    static void GetType(char* out, char const* name);
+
+    uint32_t ID = 0;
+    uint32_t DuplicateID = 0;
+    char* Type = nullptr;
+    VersionUnion Version;
+    uint32_t ModeId = 0;
+    ModeEntry* Mode = nullptr;  ///< NULL once the mode tree of this load is gone
+    char* ModePath = nullptr;   ///< numeric path of the mode; NULL if the mode is unknown
+    ParameterSetManager* SetManager = nullptr;
+    ParameterFileSymbolTable* SymbolTable = nullptr;
+
+  private:
+    ModuleData() = default;
+};
+
+/// Every instance of one module type, in the order of their making.
+class STEADYWARP_API DefaultModule {
+  public:
+    /// @param classObject makes the instances; owned from here on.
+    explicit DefaultModule(ParameterModule* classObject) : m_classObject(classObject) {}
+    /// Deletes the instances, then the class object.
+    ~DefaultModule();
+    DefaultModule(const DefaultModule&) = delete;
+    DefaultModule& operator=(const DefaultModule&) = delete;
+
+    ParameterModule* GetClassObject() const { return m_classObject; }
+    /// Find the first instance without data, or with this record ID. @return NULL if none.
+    ParameterModule* Find(uint32_t id) const;
+    /// Append an instance, which is owned from here on. @return false if memory is exhausted.
+    bool AddModule(ParameterModule* module);
+    /// Unlink an instance without deleting it. @return false if it is not linked.
+    bool RemoveModule(ParameterModule const* module);
+    /// Unlink the first instance and give it up. @return NULL if there is none.
+    ParameterModule* TakeFirst();
+
+  private:
+    struct ModuleLink {
+        ParameterModule* module;
+        ModuleLink* next;
+    };
+
+    ParameterModule* m_classObject;
+    ModuleLink* m_first = nullptr;
+    ModuleLink* m_last = nullptr;
+    uint32_t m_highestId = 0;  // no linked record ID is above
+};
+
+/// Base of every module class.
+///
+/// A class object, one per module type, only makes instances; an instance belongs to one record
+/// and loads and unloads its values. Loading runs under the locks of the set manager; the state
+/// that is asked for here may be read from any thread.
+class STEADYWARP_API ParameterModule {
+  public:
+    virtual ~ParameterModule();
+    ParameterModule(const ParameterModule&) = delete;
+    ParameterModule& operator=(const ParameterModule&) = delete;
+
+    /// Give the instance for a record: an existing one for a duplicate, else a new one that
+    /// `defaults` owns. @return NULL if the record is of another type or version.
+    virtual ParameterModule* Create(ModuleData* data, DefaultModule* defaults) const = 0;
+    /// Parse the values. @return true if they are there; on failure the module is unloaded.
+    virtual bool LoadModule(ParameterFileSymbolTable* table) = 0;
+    /// Give up the values. Does nothing if they are not loaded.
+    virtual void UnloadModule() = 0;
+    /// Write the value at a dotted path as text. @return false if there is none.
+    virtual bool GetValue(char const* path, char* value, unsigned int size);
+    /// Change the value at a dotted path. @return false if it cannot be changed.
+    virtual bool SetValue(char const* path, char const* value);
+    /// Append one entry per field below a dotted path, or at the top for an empty one.
+    virtual bool GetInfo(char const* path, PList<ParameterParserInfo>& list);
+
+    /// Give back a reference that GetModule() of the set manager took. Any thread.
+    void Release() const;
+    /// Number of loads so far; a change tells that the values are new.
+    int GetModified() const { return static_cast<int>(m_loadCounter.load()); }
+
+    char const* GetModuleName() const { return m_name; }
+    char const* GetModuleType() const { return m_type; }
+    const VersionUnion& GetVersion() const { return m_version; }
+    const ModeUnion& GetMode() const { return m_mode; }
+    ModuleData* GetData() const { return m_data; }
+    bool IsLoaded() const { return m_loaded.load(); }
+    /// Remember the mode that took this module. Called by the set manager.
+    void SetMode(const ModeUnion& mode) { m_mode = mode; }
+
+  protected:
+    /// @param name full module name, a text that outlives the object.
+    /// @param data NULL for a class object.
+    ParameterModule(char const* name, const VersionUnion& version, ModuleData* data);
+
+    /// Note that the values were read, well or not.
+    void MarkLoaded() {
+        m_loaded = true;
+        ++m_loadCounter;
+    }
+    void MarkUnloaded() { m_loaded = false; }
+
+  private:
+    char const* m_name;
+    char m_type[ModuleData::kTypeSize] = {};
+    VersionUnion m_version;
+    ModeUnion m_mode;
+    ModuleData* m_data;
+    std::atomic<bool> m_loaded{false};
+    std::atomic<uint32_t> m_loadCounter{0};
+};

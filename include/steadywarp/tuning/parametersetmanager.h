@@ -1,0 +1,336 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file parametersetmanager.h
+/// The mode tree of a tuning file and the manager that answers for a mode path with a module.
+///
+/// A mode path is a list of steps from Default inwards. The module that answers for it is that of
+/// the deepest mode on the path that has one. Locks, outermost first: tree, module, then those of
+/// the file and of the symbol table; the control lock stands alone.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "steadywarp/tuning/parameterfilesymboltable.h"
+
+/// A module in a mode, and how many users hold it.
+struct ModuleReference {
+    ParameterModule* module = nullptr;
+    std::atomic<uint32_t> references{0};
+};
+
+/// One node of the mode tree.
+///
+/// Operations that read children or modules act on the mode that the links lead to. The tree lock
+/// of the set manager guards the shape; the module lock guards the modules and their counts.
+class STEADYWARP_API ModeEntry {
+  public:
+    explicit ModeEntry(IParameterLoggingAPI* logger) : m_logger(logger) {}
+    ~ModeEntry() = default;
+    ModeEntry(const ModeEntry&) = delete;
+    ModeEntry& operator=(const ModeEntry&) = delete;
+
+    /// @param link slot in the mode table of the mode that really holds the modules, or NULL.
+    void Initialize(uint32_t id, const ModeUnion& mode, ModeEntry** link, bool loaded,
+                    bool resident);
+    /// Append a child.
+    void AddMode(ModeEntry* child);
+    /// Find the first child with this mode and sub-mode, in file order. @return NULL if none.
+    ModeEntry* FindMode(TuningMode const* step);
+    /// Find a chain of descendants that matches `count - index` of the steps, in any order.
+    ModeEntry* FindMode(TuningMode const* steps, unsigned int count, unsigned int index);
+    /// Write the numeric path from the root. @return false, with an empty text, if it does not fit.
+    bool GetModePath(char* path, unsigned int size) const;
+
+    /// Find a module by its type name. @return NULL if there is none.
+    ParameterModule* FindModule(std::string const* name);
+    /// Take a module under its type name. @return false if memory is exhausted.
+    bool AddModule(ParameterModule* module);
+    /// As AddModule(). @return the module that had this name, or NULL.
+    ParameterModule* ReplaceModule(ParameterModule* module);
+
+    void AddReference(ParameterModule const* module);
+    void ReleaseReference(ParameterModule const* module);
+    /// Set every count to 0; one that was not is logged.
+    void ReleaseReferences();
+    /// Count the references of a module, or of all of this mode's own modules for NULL.
+    uint32_t GetReferenceCount(ParameterModule const* module) const;
+    /// Tell whether a module that belongs to this mode is in use.
+    bool IsActive() const { return GetReferenceCount(nullptr) > 0; }
+    /// Tell whether a module in this mode belongs to it, and not to a mode with the same content.
+    bool HasLocalModules() const;
+    /// Tell whether this mode is an ancestor of `other`.
+    bool IsParent(ModeEntry const* other) const;
+
+    /// Name of the mode, or NULL if the number has none.
+    char const* GetModeName() const;
+    char const* GetSubModeName() const;
+
+  private:
+    friend class ParameterSetManager;
+    using Modules = std::unordered_map<std::string, ModuleReference>;
+
+    ModeEntry* Resolve();
+    ModeEntry* Search(TuningMode const* steps, unsigned int count, unsigned int index,
+                      unsigned int* budget);
+
+    uint32_t m_id = 0;
+    ModeUnion m_mode;
+    bool m_loaded = false;
+    bool m_resident = false;
+    uint32_t m_depth = 0;
+    ModeEntry** m_link = nullptr;
+    ModeEntry* m_parent = nullptr;
+    ModeEntry* m_firstChild = nullptr;
+    ModeEntry* m_lastChild = nullptr;
+    ModeEntry* m_nextSibling = nullptr;
+    Modules m_modules;
+    IParameterLoggingAPI* m_logger;
+};
+
+/// Owner of one tuning file's modules.
+///
+/// A subclass brings the catalogue of module types. Loads fail softly: operations return false or
+/// NULL, and the last error text tells why. A module that is held stays readable until the second
+/// reload or update after it was fetched. Threads: any, unless stated otherwise.
+class STEADYWARP_API ParameterSetManager : public IModeTable, public IParameterDataAPI {
+  public:
+    ParameterSetManager();
+    ParameterSetManager(const ParameterSetManager&) = delete;
+    ParameterSetManager& operator=(const ParameterSetManager&) = delete;
+
+    /// Find a mode by its number in the file; the tree lock must be held for the use of it.
+    ModeEntry* GetModeEntry(unsigned int modeId) override;
+    ~ParameterSetManager() override;
+
+    /// @param modes numeric path. @param module `name`, or `name.path` for a part of it.
+    /// @param variable path in the module; NULL or empty writes all as "name=value;name=value".
+    bool GetValue(char const* modes, char const* module, char const* variable, char* value,
+                  unsigned int size) override;
+    bool SetValue(char const* modes, char const* module, char const* variable,
+                  char const* value) override;
+    /// List the fields of a module, or the modules of the root mode without a module name.
+    bool GetInfo(char const* modes, char const* module, PList<ParameterParserInfo>& list) override;
+    /// Write the named paths of the modes in use, joined by ";". File mode only.
+    bool GetActiveModes(char* modes, unsigned int size) override;
+    /// Turn a named path into the numeric form; numeric steps stay as they are.
+    bool GetModeShorthand(char const* modes, char* shorthand, unsigned int size) override;
+    bool GetControlValues(char* values, unsigned int size) override;
+    bool GetTriggerValues(char* values, unsigned int size) override;
+    virtual ModeEntry* GetModeEntry(char const* path);
+    /// Find the mode at a path. @return NULL if the tree does not reach it.
+    virtual ModeEntry* GetModeEntry(TuningMode const* branch, unsigned int count);
+    /// Write the children of a mode as `Name` or `Name.Sub`, joined by ",".
+    /// @return the bytes written, the nul included.
+    unsigned int GetChildModes(char const* path, unsigned char* modes, unsigned int size) override;
+    /// The binary tag of the file; texts of earlier files stay valid too.
+    char const* GetLogName() const override;
+    bool IsLogLevelOn(ParameterLogLevel level) const override;
+    /// Find the catalogue's row for a type name. @return NULL if the type is unknown.
+    virtual DefaultModule* GetDefaultModule(char const* type) = 0;
+    /// Move every instance out of the catalogue into the list of replaced modules.
+    virtual void SaveAndClearModules() = 0;
+
+    /// Load a file from disk; in file mode modules are read when their mode is first needed.
+    bool LoadBinaryParameters(char const* fileName);
+    /// Load an image of a file; `buffer` can be freed afterwards.
+    bool LoadBinaryParameters(unsigned char* buffer, unsigned long length);
+    /// Replace everything by what the file holds now. Modules in use stay readable.
+    bool ReloadBinaryParameters(bool bufferMode);
+    /// Take over the modules of `other`, mode by mode, where this tree has the mode.
+    bool UpdateParameters(ParameterSetManager* other);
+
+    /// Load the modules on a path, from the root on. File mode only.
+    bool LoadMode(TuningMode const* branch, unsigned int count, char const* moduleName);
+    /// Unload the modules of the last mode of a path. File mode only.
+    bool UnloadMode(TuningMode const* branch, unsigned int count);
+    /// Find the module that answers for a path, load it, and take a reference.
+    /// @param previous released, whatever the result; may be NULL.
+    /// @return NULL if no mode on the path has a module that can be loaded.
+    ParameterModule* GetModule(char const* name, TuningMode const* branch, unsigned int count,
+                               ParameterModule* previous);
+    /// Give back a reference. Does nothing in buffer mode, nor for NULL.
+    void ReleaseModule(ParameterModule const* module);
+
+    bool SetControlValue(ParameterCTValue const& value);
+    bool SetControlValues(ParameterCTValue const* values, unsigned int count);
+    bool SetControlValues(PList<ParameterCTValue> const& values);
+    /// @param values `id=value` records joined by ","; unreadable ones are left out.
+    bool SetControlValues(char const* values);
+    bool GetControlValue(unsigned int id, ParameterCTValue& value);
+    bool GetControlValues(PList<ParameterCTValue>& values);
+    bool SetTriggerValue(ParameterCTValue const& value);
+    bool SetTriggerValues(ParameterCTValue const* values, unsigned int count);
+    bool SetTriggerValues(PList<ParameterCTValue> const& values);
+    bool SetTriggerValues(char const* values);
+    bool GetTriggerValue(unsigned int id, ParameterCTValue& value);
+    bool GetTriggerValues(PList<ParameterCTValue>& values);
+
+    bool GetValue(TuningMode const* branch, unsigned int count, char const* module,
+                  char const* variable, char* value, unsigned int size);
+    bool SetValue(TuningMode const* branch, unsigned int count, char const* module,
+                  char const* variable, char const* value);
+    bool GetInfo(TuningMode const* branch, unsigned int count, char const* module,
+                 PList<ParameterParserInfo>& list);
+
+    /// Read a numeric path. @return false, with an empty list, for any other text.
+    bool GetModeBranchFromPath(char const* path, PList<TuningMode>& branch) const;
+    /// Write a numeric path. @return false, with an empty text, if it does not fit.
+    bool GetPathFromModeBranch(TuningMode const* branch, unsigned int count, char* path,
+                               unsigned int size) const;
+    /// Number of a mode or sub-mode name, without regard to case; 0 for an unknown one.
+    unsigned int GetModeIndex(char const* name) const;
+    unsigned int GetSubModeIndex(unsigned short mode, char const* name) const;
+    /// Turn numeric paths, joined by ";", into named ones.
+    bool GetDialinModesString(char const* paths, char* modes, unsigned int size) const;
+
+    /// Store and log an error text, with what is known of a record if `data` is not NULL.
+    void SetError(char const* text, ModuleData const* data = nullptr);
+    /// The last error text; valid until the calling thread asks again. Never NULL.
+    char const* GetLastError() const;
+    /// Tell whether the last load was good.
+    bool IsLoaded() const { return m_loaded; }
+
+    /// The outermost lock, for the parts of the tuning machinery that read a file in pieces.
+    ParameterMutex& TreeLock() { return m_treeLock; }
+
+  protected:
+    /// Enter a class object in the catalogue under its type name; owned from here on.
+    bool AddDefaultModule(ParameterModule* classObject);
+    /// What GetDefaultModule() of a subclass does.
+    DefaultModule* FindDefaultModule(char const* type);
+    /// What SaveAndClearModules() of a subclass does.
+    void SaveAndClearDefaultModules();
+    /// Delete the catalogue with its instances; for the destructor of a subclass.
+    void DeleteDefaultModules();
+    /// Replace the values by those of an image.
+    /// @param other an unloaded manager of the same class; owned from here on.
+    bool UpdateFromBuffer(ParameterSetManager* other, unsigned char* buffer, unsigned long length);
+
+    void SetLogEnables(bool error, bool warning, bool debug);
+    void SetModeCacheSize(uint32_t modes) { m_modeCacheSize = modes; }
+    void SetFileModeEnabled(bool enabled) { m_fileModeEnabled = enabled; }
+    void SetQuietMissingModules(bool quiet) { m_quietMissingModules = quiet; }
+    ParameterFileSymbolTable* GetSymbolTable() { return m_symbolTable; }
+
+  private:
+    struct Section {
+        uint32_t offset = 0;
+        uint32_t size = 0;
+    };
+    struct Image {
+        unsigned char const* bytes;
+        unsigned int length;      // bytes at hand
+        unsigned int fileLength;  // bytes of the whole file
+        ParameterBinaryFile* file;
+    };
+    struct ModeRecord;
+    struct LoadRequest;
+    // The locks under which a module is looked up and read.
+    struct ReadAccess {
+        std::optional<ParameterScopedLock> tree;
+        std::optional<ParameterScopedLock> modules;  // first to go
+    };
+    using CTValues = PList<ParameterCTValue>;
+
+    bool InFileMode() const { return m_fileModeEnabled && m_fileName[0] != '\0'; }
+
+    // Loading.
+    void DiscardFailedLoad();
+    bool ReadHeader(unsigned char const* buffer, unsigned int length, unsigned int* pos,
+                    unsigned int* sectionOffset, unsigned char* alignment);
+    bool ReadHeaderFields(unsigned char const* buffer, unsigned int length, unsigned int* pos,
+                          unsigned int* sectionOffset, uint32_t* binarySize);
+    bool CheckVersion();
+    bool ReadSectionInfo(unsigned char const* buffer, unsigned int length, unsigned int* pos,
+                         unsigned char alignment);
+    bool ReadSections(const Image& image, unsigned int* pos, unsigned char alignment);
+    bool LoadSymbolTable(const Image& image, unsigned char alignment);
+    bool CreateModules();
+    bool CreateModule(ModuleData* data);
+    bool AddModule(ParameterModule* module, ModuleData* data);
+    bool LoadFile(char const* fileName);
+    bool LoadOpenFile(std::unique_ptr<ParameterBinaryFile> file, char const* fileName);
+    bool LoadImage(unsigned char const* buffer, unsigned int length);
+    bool LoadFromFileHeader(std::unique_ptr<ParameterBinaryFile> file, char const* fileName,
+                            unsigned char* whole);
+    void SetBinaryTag(char const* tag);
+
+    // The tree.
+    bool ReadModeSection(const Image& image, unsigned char alignment);
+    bool CreateDefaultMode();
+    bool AllocateModes(uint32_t count);
+    bool ReadModeRecords(unsigned char const* bytes, uint32_t size, unsigned char alignment);
+    bool CheckModeRecord(const ModeRecord& record);
+    bool PlaceMode(const ModeRecord& record);
+    void CutEndlessLinks();
+    static ModeEntry* NextMode(ModeEntry* at, TuningMode const* branch, unsigned int count,
+                               unsigned int* index);
+    ModeEntry* FindEntry(TuningMode const* branch, unsigned int count);
+
+    // Modes on demand.
+    bool LoadModules(ModeEntry* mode, bool load, const LoadRequest& request);
+    bool LoadEntryModules(ModeEntry* entry, PList<ModeEntry*>& touched);
+    void UnloadEntryModules(ModeEntry* entry);
+    void TouchModes(const PList<ModeEntry*>& touched);
+    void TrimLoadedModes(const LoadRequest& request);
+    bool LoadModeInternal(TuningMode const* branch, unsigned int count, char const* name,
+                          bool* needReload);
+    void LockForReading(ReadAccess& access, TuningMode const* branch, unsigned int count,
+                        char const* name, ParameterModule** previous);
+    bool LoadAndLock(ReadAccess& access, TuningMode const* branch, unsigned int count,
+                     char const* name, ParameterModule** previous);
+    bool ReloadIfStill(uint64_t generation);
+    ParameterModule* SelectModule(char const* name, TuningMode const* branch, unsigned int count);
+    bool EnsureLoaded(ParameterModule* module);
+    void ReferenceResult(ParameterModule* module);
+    void LogUnusualBranch(char const* name, TuningMode const* branch, unsigned int count);
+    template <typename Operation>
+    bool WithModule(TuningMode const* branch, unsigned int count, char const* module, bool writes,
+                    Operation operation);
+
+    // Replacing.
+    bool ReloadAsBuffer();
+    void FreeReplacedParameters();
+    void FreeBinaryParameters();
+    void RetireSymbolTable();
+    bool UpdateEntry(ModeEntry* target, ModeEntry* source, ParameterSetManager* other);
+    bool TakeOver(ModeEntry* target, ParameterModule* module, ParameterSetManager* other);
+
+    // Values.
+    static bool InsertValue(CTValues& list, ParameterCTValue const& value);
+    bool SetValues(CTValues& list, ParameterCTValue const* values, unsigned int count);
+    bool SetValues(CTValues& list, char const* values);
+    bool FindValue(CTValues const& list, unsigned int id, ParameterCTValue& value);
+    bool CopyValues(CTValues const& list, CTValues& values);
+    bool WriteValues(CTValues const& list, char* values, unsigned int size);
+
+    mutable std::mutex m_textMutex;  // guards the error text and the set of tags
+    char m_errorText[2048] = {};
+    std::unordered_map<std::string, int> m_tags;  // every tag there was: lines may name an old one
+    std::atomic<char const*> m_binaryTag{""};
+    std::atomic<bool> m_loaded{false};
+    uint64_t m_flags = 0;
+    VersionUnion m_version;
+    uint32_t m_sectionCount = 0;
+    Section m_symbolSection, m_dataSection, m_modeSection, m_dataTableSection;
+    std::atomic<bool> m_logEnables[3] = {true, true, true};  // by ParameterLogLevel
+    bool m_quietMissingModules = false;
+    std::unordered_map<std::string, DefaultModule*> m_defaultModules;
+    ParameterFileSymbolTable* m_symbolTable = nullptr;
+    ParameterMutex m_moduleLock{this};
+    ParameterMutex m_treeLock{this};
+    ParameterMutex m_controlLock{this};
+    uint32_t m_modeCacheSize = 0;
+    bool m_fileModeEnabled = false;
+    char m_fileName[ParameterBinaryFile::kNameSize] = {};
+    uint64_t m_generation = 0;  // loads so far; guarded by the tree lock
+    PList<ParameterModule*> m_replacedModules;
+    PList<ParameterSetManager*> m_retiredManagers;
+    PList<ParameterFileSymbolTable*> m_retiredTables;
+    ModeEntry* m_rootMode = nullptr;
+    std::unique_ptr<ModeEntry*[]> m_modes;  // slots by Mode ID
+    uint32_t m_modeCount = 0;
+    PList<ModeEntry*> m_ownedModes;   // every entry once, however many slots lead to it
+    PList<ModeEntry*> m_loadedModes;  // most recently used first
+    CTValues m_controlValues, m_triggerValues;
+};
