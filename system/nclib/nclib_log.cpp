@@ -6,7 +6,6 @@
 #include <cassert>
 #include <cstdarg>
 #include <cstdio>
-#include <cstdlib>
 
 #include "platform/log.hpp"
 #include "platform/os_utils.hpp"
@@ -17,28 +16,23 @@ namespace {
 
 constexpr char kGroupLabel[] = "[CORE   ]";
 
+// Longest text of a message, the closing zero byte included; longer ones are cut.
+constexpr size_t kMessageCapacity = 512;
+
 bool TraceIsOn() {
     return Zelm::g_traceInfo.enable.load(std::memory_order_relaxed) == 1 &&
            (Zelm::g_traceInfo.groups.load(std::memory_order_relaxed) & Zelm::Log::kGroupCore) != 0;
 }
 
-// Both forms carry the same message; the long one says where it comes from.
-void Report(const char* file, int line, const char* function, const char* message,
-            bool is_assertion) {
-    // The number behind the label is part of the text that users search for.
+// The log line says where the message comes from; the trace is the message alone.
+void Report(const char* file, int line, const char* function, const char* message) {
     Zelm::Log::LogSystem(Zelm::Log::kGroupCore, Zelm::Log::Level::kError,
-                         "[ERROR]%d %d %s %s:126 %s() Assertion failed: %s, file %s, line %d",
-                         Zelm::OsUtils::GetProcessID(), Zelm::OsUtils::GetThreadID(), kGroupLabel,
-                         Zelm::Log::GetFileName(file), function, message,
-                         Zelm::Log::GetFileName(file), line);
+                         "[ERROR]%d %d %s %s:%d %s() %s", Zelm::OsUtils::GetProcessID(),
+                         Zelm::OsUtils::GetThreadID(), kGroupLabel, Zelm::Log::GetFileName(file),
+                         line, function, message);
     if (TraceIsOn()) {
-        char text[512];
-        if (is_assertion) {
-            std::snprintf(text, sizeof text, "[ERROR]Assertion failed: %s, file %s, line %d",
-                          message, Zelm::Log::GetFileName(file), line);
-        } else {
-            std::snprintf(text, sizeof text, "[ERROR]%s", message);
-        }
+        char text[kMessageCapacity];
+        std::snprintf(text, sizeof text, "[ERROR]%s", message);
         Zelm::OsUtils::TraceBegin(text);
         Zelm::OsUtils::TraceEnd();
     }
@@ -47,18 +41,21 @@ void Report(const char* file, int line, const char* function, const char* messag
 }  // namespace
 
 void ReportError(const char* file, int line, const char* function, const char* format, ...) {
-    char message[512];
+    char message[kMessageCapacity];
     va_list arguments;
     va_start(arguments, format);
     std::vsnprintf(message, sizeof message, format, arguments);
     va_end(arguments);
-    Report(file, line, function, message, false);
+    Report(file, line, function, message);
 }
 
 void FailAssertion(const char* file, int line, const char* function, const char* expression) {
-    Report(file, line, function, expression, true);
-    assert(false);
-    std::abort();
+    char message[kMessageCapacity];
+    std::snprintf(message, sizeof message, "Assertion failed: %s, file %s, line %d", expression,
+                  Zelm::Log::GetFileName(file), line);
+    Report(file, line, function, message);
+    // What assert(false) expands to, with the place of the caller instead of this one.
+    __assert_fail("false", file, static_cast<unsigned>(line), function);
 }
 
 }  // namespace nclib

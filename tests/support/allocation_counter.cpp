@@ -10,15 +10,16 @@ namespace {
 std::atomic<size_t> count{0};
 std::atomic<size_t> live{0};
 std::atomic<size_t> fail_in{0};
+std::atomic<size_t> fail_calloc_in{0};
 
-bool must_fail() {
-    size_t left = fail_in.load();
-    return left != 0 && (fail_in = left - 1) == 0;
+bool must_fail(std::atomic<size_t>& countdown) {
+    size_t left = countdown.load();
+    return left != 0 && (countdown = left - 1) == 0;
 }
 
 void* allocate(size_t size) {
     ++count;
-    if (must_fail()) {
+    if (must_fail(fail_in)) {
         return nullptr;
     }
     void* block = std::malloc(size != 0 ? size : 1);
@@ -52,7 +53,7 @@ void* __wrap_malloc(size_t size) {
 }
 void* __wrap_calloc(size_t number, size_t size) {
     ++count;
-    return __real_calloc(number, size);
+    return must_fail(fail_calloc_in) ? nullptr : __real_calloc(number, size);
 }
 void* __wrap_realloc(void* block, size_t size) {
     ++count;
@@ -99,6 +100,10 @@ size_t allocation_count() {
 
 void fail_allocation(size_t n) {
     fail_in = n;
+}
+
+void fail_c_allocation(size_t n) {
+    fail_calloc_in = n;
 }
 
 size_t live_blocks() {

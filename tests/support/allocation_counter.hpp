@@ -14,6 +14,9 @@ size_t allocation_count();
 /// Make the n-th allocation by operator new from now on fail (1: the next); 0: none.
 void fail_allocation(size_t n);
 
+/// As fail_allocation(), for the C library's calloc.
+void fail_c_allocation(size_t n);
+
 /// Blocks of operator new that are not released.
 size_t live_blocks();
 
