@@ -57,6 +57,36 @@ TEST(PerspectiveZones, BlendTheMatricesAroundAPoint) {
     }
 }
 
+TEST(PerspectiveZones, AreExactAtTheirCentres) {
+    // The hardware's centres by number of zones, columns first.
+    const std::vector<std::vector<float>> columns = {
+        {-2048.5f, 2047.5f},
+        {-2731, 0, 2731},
+        {-3072.5f, -1024.5f, 1023.5f, 3071.5f},
+        {-3277, -1638, 1, 1640, 3279},
+        {-3413.5f, -2047.5f, -681.5f, 684.5f, 2050.5f, 3416.5f},
+        {-3511, -2340, -1169, 2, 1173, 2344, 3515},
+        {-3584.5f, -2560.5f, -1536.5f, -512.5f, 511.5f, 1535.5f, 2559.5f, 3583.5f},
+        {-3641, -2730, -1819, -908, 3, 914, 1825, 2736, 3647}};
+    const std::vector<std::vector<float>> rows = {
+        {-1536.5f, 1535.5f},
+        {-2048.5f, -0.5f, 2047.5f},
+        {-2304.5f, -768.5f, 767.5f, 2303.5f},
+        {-2458, -1229, 0, 1229, 2458},
+        {-2560.5f, -1536.5f, -512.5f, 511.5f, 1535.5f, 2559.5f},
+        {-2633.5f, -1755.5f, -877.5f, 0.5f, 878.5f, 1756.5f, 2634.5f},
+        {-2688.5f, -1920.5f, -1152.5f, -384.5f, 383.5f, 1151.5f, 1919.5f, 2687.5f},
+        {-2731, -2048, -1365, -682, 1, 684, 1367, 2050, 2733}};
+    for (size_t i = 0; i < columns.size(); ++i) {
+        const uint32_t zones = static_cast<uint32_t>(i) + 2;
+        for (uint32_t z = 0; z < zones; ++z) {
+            const float number = static_cast<float>(z);
+            EXPECT_NEAR(ThroughNumberedZones(1, zones, {columns[i][z], 0}).x, number, 1e-4);
+            EXPECT_NEAR(ThroughNumberedZones(zones, 1, {0, rows[i][z]}).x, number, 1e-4);
+        }
+    }
+}
+
 TEST(PerspectiveZones, AreContinuousAcrossTheFrame) {
     for (const auto& [rows, columns] : {std::pair{3u, 3u},
                                         {1u, 9u},

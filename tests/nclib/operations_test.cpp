@@ -191,6 +191,34 @@ TEST(BreachGuard, FadesFromTheBreachedSideByHand) {
     EXPECT_NEAR(shift(34), 500 * dilution, 1e-2);
 }
 
+TEST(BreachGuard, FadesFromEachSideByTheSameRule) {
+    NcLibChipInfo::Set(kChip30, 0);
+    const Grid identity(27, 35, kRing);
+    // A node fully drawn back, one half way down the fade, and one beyond it. For rows the band is
+    // 2.7 nodes and the fade ends at 8.1, so row 5 keeps (8.1 - 5) / 5.4 of the dilution.
+    struct Row {
+        Point shift;
+        uint32_t full, faded, free;  // node indices
+        double share;
+    };
+    const Row kRows[] = {{{-500, 0}, 13 * 35, 13 * 35 + 7, 13 * 35 + 11, 0.5},
+                         {{0, -400}, 17, 5 * 35 + 17, 9 * 35 + 17, 3.1 / 5.4},
+                         {{0, 400}, 26 * 35 + 17, 22 * 35 + 17, 18 * 35 + 17, 3.1 / 5.4}};
+    for (const Row& row : kRows) {
+        Grid grid(27, 35, kRing);
+        grid.Change_([&](Point p) { return Point{p.x + row.shift.x, p.y + row.shift.y}; });
+        float kept = 0;
+        ASSERT_TRUE(NcLibWarpVerifyGrid_NoBreachInternal(&grid.record, 0.1f, 3, &kept));
+        EXPECT_LT(kept, 1.0f);
+        const float length = std::fabs(row.shift.x + row.shift.y);
+        const auto moved = [&](uint32_t i) { return Distance(grid.nodes[i], identity.nodes[i]); };
+        EXPECT_NEAR(moved(row.full), length * kept, 0.01);
+        // Row 22 counts from 27 - 8.1 = 18.9 upward: the same 3.1 nodes.
+        EXPECT_NEAR(moved(row.faded), length * (1 - row.share * (1 - kept)), 0.01);
+        EXPECT_NEAR(moved(row.free), length, 0.01);
+    }
+}
+
 std::unique_ptr<NcLibIcaGrid> Fixed(const Grid& grid) {
     auto fixed = std::make_unique<NcLibIcaGrid>();
     NcLibWarpGridToIcaGrid(&grid.record, fixed.get());
@@ -316,6 +344,29 @@ TEST(Windows, GoThroughAnIdentityUnchangedAndThroughAShiftByIt) {
     ASSERT_EQ(NcLibCalcMaxOutputWindowFloat(&window, &window, shifted.get(), &result), 0);
     EXPECT_NEAR(result.size.x, 0.3, 1e-4);
     EXPECT_NEAR(result.size.y, 0.3, 1e-4);
+}
+
+TEST(Windows, KeepTheirAspectWhereTheFrameEnds) {
+    NcLibChipInfo::Set(kChip30, 0);
+    Grid grid(27, 35, kRing);
+    grid.Change_([](Point p) { return Point{p.x * 1.2f, p.y * 1.2f}; });
+    const NcLibROI full = {{0, 0}, {1, 1}};
+    struct Row {
+        NcLibROI original, expected;
+    };
+    // By hand. The wide window: half the width is 4915, beyond the frame, so all 8192 are taken and
+    // the height follows to 8192 / r = 3072 with r = 8/3. The tall one: r = 2/3 lets the height
+    // reach 6144, and the width follows to 4096.
+    constexpr Row kRows[] = {{{{0.1f, 0.3f}, {0.8f, 0.4f}}, {{0, 0.25f}, {1, 0.5f}}},
+                             {{{0.3f, 0.1f}, {0.4f, 0.8f}}, {{0.25f, 0}, {0.5f, 1}}}};
+    for (const Row& row : kRows) {
+        NcLibROI out;
+        ASSERT_EQ(NcLibCalcMaxOutputWindowFloat(&full, &row.original, Fixed(grid).get(), &out), 0);
+        EXPECT_NEAR(out.offset.x, row.expected.offset.x, 1e-4);
+        EXPECT_NEAR(out.offset.y, row.expected.offset.y, 1e-4);
+        EXPECT_NEAR(out.size.x, row.expected.size.x, 1e-4);
+        EXPECT_NEAR(out.size.y, row.expected.size.y, 1e-4);
+    }
 }
 
 TEST(Windows, InWholePixelsAreCutToTheFrameAndNeverEmpty) {
