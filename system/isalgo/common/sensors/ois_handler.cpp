@@ -77,8 +77,7 @@ RotateFunction lens_axes(int32_t axis_x, int32_t axis_y, uint32_t& status) {
 
 OISHandler::OISHandler(const OISInitInfo& info, uint32_t max_half, uint32_t& status)
     : MultiSensorDataHandler(info, kName, status),
-      MultiSensorDataBuffer(kNumAxes, info.buffer_size, info.num_sensors, kName, status),
-      _buffer_delay(info.common.buffer_delay) {
+      MultiSensorDataBuffer(kNumAxes, info.buffer_size, info.num_sensors, kName, status) {
     for (uint32_t slot = 0; slot < num_enabled() && status == EIS_SUCCESS; ++slot) {
         const uint32_t sensor = enabled_sensor(slot);
         const is_tessaline_info_s& tuning = info.sensors[sensor].tuning;

@@ -62,7 +62,6 @@ class OISHandler : public MultiSensorDataHandler, public MultiSensorDataBuffer {
     void update_rotate_axes(const OISInitInfo& info, uint32_t& status);
 
     std::array<std::unique_ptr<OISFilter>, EIS_MAX_NUM_SENSORS> _filters;  ///< by slot
-    uint32_t _buffer_delay;
 };
 
 }  // namespace steadywarp
