@@ -73,12 +73,12 @@ def virtual_domain():
 
 
 def geometries():
-    svg = Svg(900, 340)
+    svg = Svg(1080, 370)
     kinds = [("25 rows by 33 columns", "nodes span the frame; step 256", 0, 4, 3),
              ("27 rows by 35 columns", "one ring outside; step 256", 1, 4, 3),
              ("51 rows by 67 columns", "one ring outside; step 128", 1, 8, 6)]
     for i, (name, note, ring, across, down) in enumerate(kinds):
-        left, top, w, h = 60 + 290 * i, 70, 200, 150
+        left, top, w, h = 90 + 350 * i, 100, 200, 150
         sx, sy = w / across, h / down
         for r in range(-ring, down + ring + 1):
             for c in range(-ring, across + ring + 1):
@@ -88,9 +88,9 @@ def geometries():
             for cx, cy in ((-1, -1), (across + 1, -1), (-1, down + 1), (across + 1, down + 1)):
                 svg.dot(left + cx * sx, top + cy * sy, BLUE, 4)
         svg.rect(left, top, w, h, SOFT)
-        svg.text(left + w / 2, 295, name)
-        svg.text(left + w / 2, 315, note, SOFT, size=12)
-    svg.text(450, 20, "Grey: the frame. Black: nodes in it. Red: nodes of the ring. "
+        svg.text(left + w / 2, 330, name)
+        svg.text(left + w / 2, 350, note, SOFT, size=12)
+    svg.text(540, 25, "Grey: the frame. Black: nodes in it. Red: nodes of the ring. "
                       "Blue: the four explicit corners. (Drawn with fewer nodes.)", size=12)
     svg.save("geometries.svg")
 

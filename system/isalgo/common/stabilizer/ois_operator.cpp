@@ -11,7 +11,6 @@
 namespace steadywarp {
 namespace {
 
-constexpr double kPi = 3.141592653589793;
 // The frame width that a tuned shift is given at.
 constexpr double kTuningWidth = 1920.0;
 
