@@ -14,8 +14,8 @@
  *   belongs to the caller and must exist before the call.
  *
  * Threads: calls on one instance must not overlap; the caller serializes them. Different instances
- * may run in different threads, with one exception: creating an instance replaces the process-wide
- * rotation that eis_utility_get_estimated_bias() applies.
+ * may run in different threads. They share one thing, the gyroscope's estimated bias, which is zero
+ * until somebody estimates one; the instance created last says how its axes are turned.
  *
  * Device axes
  * The gyroscope's rates reach the camera frame through a table chosen by `camera_position` and
