@@ -446,6 +446,14 @@ STEADYWARP_API void NcLibWarpDebugPrintNcLibWarpGridCoord(const NcLibWarpGridCoo
 
 /* ---- Chip ----------------------------------------------------------------------------------- */
 
+/**
+ * Choose the chip, for callers in C; in C++ it is NcLibChipInfo::Set() of nclib_chip.hpp.
+ *
+ * @param version_code of the image processor, as the camera framework reports it; an unknown one
+ *        leaves no capability at all.
+ */
+STEADYWARP_API void NcLibSetChip(uint32_t version_code, uint32_t hardware_version);
+
 /** Tell the version of the warp hardware: 10, 20, 30 or 40. Ends the process when it is unknown. */
 STEADYWARP_API uint32_t NcLibGetIpeIcaVersion(void);
 

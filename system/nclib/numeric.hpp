@@ -22,4 +22,13 @@ constexpr int32_t TruncateToInt32(double value) {
     return static_cast<int32_t>(value);
 }
 
+/// As TruncateToInt32(), for values from 0 on; what is below gives 0.
+constexpr uint32_t TruncateToUint32(double value) {
+    if (!(value > 0.0)) {
+        return 0;
+    }
+    return value >= 4294967295.0 ? std::numeric_limits<uint32_t>::max()
+                                 : static_cast<uint32_t>(value);
+}
+
 }  // namespace nclib

@@ -14,9 +14,7 @@
 
 namespace {
 
-bool IsSingle(const NcLibWarpMatrices& matrices) {
-    return matrices.numRows == 1 && matrices.numColumns == 1;
-}
+using nclib::IsSingleMatrix;
 
 int32_t CheckPart(const NcLibWarpGrid& grid, const char* message) {
     const int32_t status = grid.enable ? checkVirtualNcLibWarpGrid(&grid) : NC_LIB_SUCCESS;
@@ -36,7 +34,7 @@ int32_t CheckOutputArrays(const NcLibWarp& first, const NcLibWarp& second,
                           const NcLibWarp& output) {
     const bool has_matrices = first.matrices.enable || second.matrices.enable;
     const bool is_sampled = first.matrices.enable && second.matrices.enable &&
-                            !(IsSingle(first.matrices) && IsSingle(second.matrices));
+                            !(IsSingleMatrix(first.matrices) && IsSingleMatrix(second.matrices));
     const bool has_grid = first.grid.enable || second.grid.enable || is_sampled;
     if (has_matrices) {
         NC_LIB_REQUIRE_NOT_NULL(output.matrices.perspMatrices, "output->matrices.perspMatrices");
@@ -86,7 +84,7 @@ int32_t ComposeOntoMatrices(const NcLibWarp& first, const NcLibWarp& second, NcL
         memcpyGrid(&output.grid, &first.grid);
         return NC_LIB_SUCCESS;
     }
-    if (IsSingle(first.matrices) && IsSingle(second.matrices)) {
+    if (IsSingleMatrix(first.matrices) && IsSingleMatrix(second.matrices)) {
         MultiplySingles(first.matrices, second.matrices, output.matrices);
         memcpyGrid(&output.grid, &first.grid);
         return NC_LIB_SUCCESS;

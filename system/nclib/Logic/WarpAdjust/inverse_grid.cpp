@@ -6,6 +6,7 @@
 
 #include "nclib/Logic/WarpAdjust/virtual_domain.hpp"
 #include "nclib/nclib_log.hpp"
+#include "platform/lanes.hpp"
 
 namespace {
 
@@ -37,16 +38,99 @@ float SquaredDistance(const NcLibWarpGridCoord& a, const NcLibWarpGridCoord& b) 
     return dx * dx + dy * dy;
 }
 
+// Whether all eight neighbours of a node lie in the grid.
+bool IsInterior(const NcLibWarpGrid& grid, const GridPoint& node) {
+    return node.x != 0 && node.y != 0 && node.x + 1 < grid.numColumns && node.y + 1 < grid.numRows;
+}
+
+using platform::Float4;
+
+// Squared distances of four nodes, given as pairs of nodes, in the order of the indices; infinity
+// where one is no number.
+template <int kFirst, int kSecond, int kThird, int kFourth>
+void FindFourDistances(const Float4& pair_a, const Float4& pair_b, const NcLibWarpGridCoord& point,
+                       Float4& distances) {
+    constexpr float kInfinity = std::numeric_limits<float>::infinity();
+    const Float4 x =
+        __builtin_shufflevector(pair_a, pair_b, 2 * kFirst, 2 * kSecond, 2 * kThird, 2 * kFourth);
+    const Float4 y = __builtin_shufflevector(pair_a, pair_b, 2 * kFirst + 1, 2 * kSecond + 1,
+                                             2 * kThird + 1, 2 * kFourth + 1);
+    const Float4 dx = x - point.x;
+    const Float4 dy = y - point.y;
+    const Float4 sum = dx * dx + dy * dy;
+    distances = sum < kInfinity ? sum : Float4{} + kInfinity;
+}
+
+// One pass around a node that has all neighbours, all eight at once: the first of the nearest, if
+// it is nearer than `least`, or kNeighbours.
+int FindNearerNeighbour(const NcLibWarpGrid& grid, const GridPoint& node,
+                        const NcLibWarpGridCoord& point, float& least) {
+    const NcLibWarpGridCoord* centre = &ValueAt(grid, node);
+    const NcLibWarpGridCoord* above = centre - grid.numColumns;
+    const NcLibWarpGridCoord* below = centre + grid.numColumns;
+    const Float4 east = {centre[1].x, centre[1].y, below[1].x, below[1].y};
+    const Float4 west = {centre[-1].x, centre[-1].y, above[1].x, above[1].y};
+    Float4 south, north;
+    platform::LoadLanes(below - 1, south);
+    platform::LoadLanes(above - 1, north);
+    Float4 distances[2];
+    FindFourDistances<0, 1, 3, 2>(east, south, point, distances[0]);  // E, SE, S, SW
+    FindFourDistances<0, 2, 3, 1>(west, north, point, distances[1]);  // W, NW, N, NE
+    const Float4 by_four = distances[0] < distances[1] ? distances[0] : distances[1];
+    const Float4 swapped = __builtin_shufflevector(by_four, by_four, 2, 3, 0, 1);
+    const Float4 by_two = by_four < swapped ? by_four : swapped;
+    const float nearest = by_two[0] < by_two[1] ? by_two[0] : by_two[1];
+    if (!(nearest < least)) {
+        return kNeighbours;
+    }
+    least = nearest;
+    float all[kNeighbours];
+    platform::StoreLanes(distances[0], all);
+    platform::StoreLanes(distances[1], all + 4);
+    int direction = 0;
+    while (all[direction] != nearest) {
+        ++direction;
+    }
+    return direction;
+}
+
+int FindNearerNeighbourAtEdge(const NcLibWarpGrid& grid, const GridPoint& node,
+                              const NcLibWarpGridCoord& point, float& least) {
+    int nearest = kNeighbours;
+    for (int direction = 0; direction < kNeighbours; ++direction) {
+        const GridPoint candidate = Neighbour(node, direction);
+        if (IsInside(grid, candidate)) {
+            const float distance = SquaredDistance(ValueAt(grid, candidate), point);
+            nearest = distance < least ? direction : nearest;
+            least = distance < least ? distance : least;
+        }
+    }
+    return nearest;
+}
+
 bool IsWeight(double weight) {
     return weight >= kLeastWeight && weight <= kGreatestWeight;
+}
+
+// Whether part / den cannot be a weight, told without the division: it is farther outside 0 to 1
+// than the tolerance and all rounding.
+bool IsClearlyNoWeight(float part, float den) {
+    const float size = std::fabs(den);
+    const float towards = den < 0.0f ? -part : part;
+    return towards < -2e-5f * size || towards > 1.0001f * size;
 }
 
 // Weights of P in the triangle C, A, B, in that order; false if P lies outside it.
 bool WeighTriangle(const NcLibWarpGridCoord& c, const NcLibWarpGridCoord& a,
                    const NcLibWarpGridCoord& b, const NcLibWarpGridCoord& p, double* w) {
     const float den = (a.y - b.y) * (c.x - b.x) + (c.y - b.y) * (b.x - a.x);
-    const float weight_c = ((a.y - b.y) * (p.x - b.x) + (b.x - a.x) * (p.y - b.y)) / den;
-    const float weight_a = ((p.x - b.x) * (b.y - c.y) + (p.y - b.y) * (c.x - b.x)) / den;
+    const float part_c = (a.y - b.y) * (p.x - b.x) + (b.x - a.x) * (p.y - b.y);
+    const float part_a = (p.x - b.x) * (b.y - c.y) + (p.y - b.y) * (c.x - b.x);
+    if (IsClearlyNoWeight(part_c, den) || IsClearlyNoWeight(part_a, den)) {
+        return false;
+    }
+    const float weight_c = part_c / den;
+    const float weight_a = part_a / den;
     w[0] = static_cast<double>(weight_c);
     w[1] = static_cast<double>(weight_a);
     w[2] = 1.0 - (w[0] + w[1]);
@@ -80,24 +164,15 @@ void findNearestNeighborGradientDescent(const NcLibWarpGrid* grid, const NcLibWa
     uint64_t currSteps = 0;
     GridPoint current = *start;
     float least = SquaredDistance(ValueAt(*grid, current), *point);
-    for (bool has_moved = true; has_moved;) {
-        has_moved = false;
-        const GridPoint centre = current;
-        for (int direction = 0; direction < kNeighbours; ++direction) {
-            const GridPoint candidate = Neighbour(centre, direction);
-            if (!IsInside(*grid, candidate)) {
-                continue;
-            }
-            const float distance = SquaredDistance(ValueAt(*grid, candidate), *point);
-            if (distance < least) {
-                least = distance;
-                current = candidate;
-                has_moved = true;
-            }
-        }
+    int nearer;
+    do {
+        nearer = IsInterior(*grid, current)
+                     ? FindNearerNeighbour(*grid, current, *point, least)
+                     : FindNearerNeighbourAtEdge(*grid, current, *point, least);
+        current = nearer != kNeighbours ? Neighbour(current, nearer) : current;
         ++currSteps;
         NC_LIB_ASSERT(currSteps <= maxSteps + 1);
-    }
+    } while (nearer != kNeighbours);
     *nearest = current;
 }
 

@@ -36,6 +36,9 @@ bool LiesInBoundingBox(const NcLibWarpGridCoord& point, NcLibSegment segment) {
 uint32_t NcLibInternalIntersectTest(NcLibSegment first, NcLibSegment second) {
     const int o1 = OrientSign(*first.p, *first.q, *second.p);
     const int o2 = OrientSign(*first.p, *first.q, *second.q);
+    if (o1 == o2 && o1 != 0) {  // clearly on one side: the common case
+        return 0;
+    }
     const int o3 = OrientSign(*second.p, *second.q, *first.p);
     const int o4 = OrientSign(*second.p, *second.q, *first.q);
 

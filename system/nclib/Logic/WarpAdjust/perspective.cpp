@@ -3,6 +3,7 @@
 
 #include "nclib/Logic/WarpAdjust/small_matrix.hpp"
 #include "nclib/nclib_log.hpp"
+#include "platform/lanes.hpp"
 
 namespace {
 
@@ -101,6 +102,19 @@ Coord ApplyZones(const NcLibWarpMatrices& matrices, Coord point) {
                : Blend(blend_rows(column.low), blend_rows(column.high), column.weight);
 }
 
+#define STEADYWARP_KERNEL "nclib/Logic/WarpAdjust/perspective_kernel.inc"
+#include "platform/forms.inc"
+
+void ApplyToAll(const NcLibPerspTransformSingle& matrix, const NcLibWarpGridCoord* in,
+                uint32_t count, NcLibWarpGridCoord* out) {
+    const uint32_t fours = count / 4;
+    STEADYWARP_BEST(ApplyToFours)(matrix.T, in, fours, out);
+    for (uint32_t i = 4 * fours; i < count; ++i) {
+        out[i] =
+            Rounded(Apply(matrix, {static_cast<double>(in[i].x), static_cast<double>(in[i].y)}));
+    }
+}
+
 }  // namespace
 
 void perspectiveTransform(Coord point, const NcLibWarpMatrices* matrices,
@@ -111,18 +125,25 @@ void perspectiveTransform(Coord point, const NcLibWarpMatrices* matrices,
                                  : ApplyZones(*matrices, point));
 }
 
+void transformRegularMatrices(const NcLibWarpMatrices* matrices, const NcLibWarpGridCoord* in,
+                              uint32_t numPoints, NcLibWarpGridCoord* out) {
+    if (matrices->numRows == 1 && matrices->numColumns == 1) {
+        ApplyToAll(matrices->perspMatrices[0], in, numPoints, out);
+        return;
+    }
+    for (uint32_t i = 0; i < numPoints; ++i) {
+        perspectiveTransform({static_cast<double>(in[i].x), static_cast<double>(in[i].y)}, matrices,
+                             &out[i]);
+    }
+}
+
 int32_t transformInverseMatrix(const NcLibWarpMatrices* matrices, const NcLibWarpGridCoord* in,
                                uint32_t numPoints, NcLibWarpGridCoord* out) {
     NC_LIB_ASSERT_TEXT(1 == matrices->numColumns && 1 == matrices->numRows,
                        "(1 == matrix->numColumns) && (1 == matrix->numRows)");
     NcLibPerspTransformSingle inverse;
-    NcLibWarpMatrices inverted = *matrices;
-    inverted.perspMatrices = &inverse;
     const int32_t status = NcLibInternalMatrixInverse(matrices->perspMatrices[0].T, inverse.T);
     NC_LIB_REQUIRE(status == NC_LIB_SUCCESS, status, "Cannot inverse matrix");
-    for (uint32_t i = 0; i < numPoints; ++i) {
-        perspectiveTransform({static_cast<double>(in[i].x), static_cast<double>(in[i].y)},
-                             &inverted, &out[i]);
-    }
+    ApplyToAll(inverse, in, numPoints, out);
     return NC_LIB_SUCCESS;
 }

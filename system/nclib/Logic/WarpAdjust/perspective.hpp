@@ -26,6 +26,11 @@ struct Coord {
 void perspectiveTransform(Coord point, const NcLibWarpMatrices* matrices,
                           NcLibWarpGridCoord* result);
 
+/// Map points as perspectiveTransform() does, four at a time where there is a single matrix.
+/// @param out may be `in`.
+void transformRegularMatrices(const NcLibWarpMatrices* matrices, const NcLibWarpGridCoord* in,
+                              uint32_t numPoints, NcLibWarpGridCoord* out);
+
 /// Map points through the inverse of a single matrix.
 ///
 /// @param matrices an array of one; a larger one is a failed assertion, and so is a singular

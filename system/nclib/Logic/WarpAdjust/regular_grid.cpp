@@ -162,37 +162,54 @@ struct GridView {
                                   across, down);
 }
 
-[[gnu::always_inline]] inline void MapPoints(const GridView& view, const NcLibWarpGridCoord* in,
-                                             uint32_t count, NcLibWarpGridCoord* out) {
-    for (uint32_t i = 0; i < count; ++i) {
-        out[i] = MapPoint(view, in[i]);
+// A row of the table of weights, and the way to the next one; the fourth lane is not used.
+struct WeightStep {
+    float row[4];
+    float to_next[4];
+};
+constexpr std::array<WeightStep, nclib::kCoefSteps> kWeightSteps = [] {
+    std::array<WeightStep, nclib::kCoefSteps> steps{};
+    for (size_t i = 0; i < nclib::kCoefSteps; ++i) {
+        for (size_t k = 0; k < 3; ++k) {
+            steps[i].row[k] = nclib::kCoefLut[i][k];
+            steps[i].to_next[k] = nclib::kCoefLut[i + 1][k] - nclib::kCoefLut[i][k];
+        }
     }
+    return steps;
+}();
+
+// What the kernel needs to know of a grid; pairs are x and y, four times over.
+struct InsideView {
+    const NcLibWarpGridCoord* nodes;
+    size_t stride;
+    float scale;
+    int bits;
+    float per_share;
+    int32_t offset[8];
+    int32_t limit[8];  // last first column and row of 4x4 nodes; negative if there is none
+};
+
+InsideView InsideOf(const GridView& view) {
+    const NcLibWarpGrid& grid = *view.grid;
+    const nclib::FixedPointFormat& format = view.format;
+    InsideView inside = {grid.grid, grid.numColumns, format.scale, format.bits, 0, {}, {}};
+    inside.per_share = 1.0f / static_cast<float>(1 << (format.bits - 7));
+    constexpr int64_t kMost = std::numeric_limits<int32_t>::max();
+    for (int i = 0; i < 8; i += 2) {
+        inside.offset[i] = format.column_offset - (view.is_ring ? 0 : 1);
+        inside.offset[i + 1] = format.row_offset - (view.is_ring ? 0 : 1);
+        inside.limit[i] = static_cast<int32_t>(std::min(kMost, int64_t{grid.numColumns} - 4));
+        inside.limit[i + 1] = static_cast<int32_t>(std::min(kMost, int64_t{grid.numRows} - 4));
+    }
+    return inside;
 }
 
-void MapPointsPlain(const GridView& view, const NcLibWarpGridCoord* in, uint32_t count,
-                    NcLibWarpGridCoord* out) {
-    MapPoints(view, in, count, out);
-}
-
-#if defined(__x86_64__)
-// The same steps with the processor's own fused multiply-add in place of the C library's.
-[[gnu::target("avx2,fma")]] void MapPointsFma(const GridView& view, const NcLibWarpGridCoord* in,
-                                              uint32_t count, NcLibWarpGridCoord* out) {
-    MapPoints(view, in, count, out);
-}
-
-const bool kHasFma = __builtin_cpu_supports("fma") != 0 && __builtin_cpu_supports("avx2") != 0;
-#endif
+#define STEADYWARP_KERNEL "nclib/Logic/WarpAdjust/regular_grid_kernel.inc"
+#include "platform/forms.inc"
 
 void MapWithView(const GridView& view, const NcLibWarpGridCoord* in, uint32_t count,
                  NcLibWarpGridCoord* out) {
-#if defined(__x86_64__)
-    if (kHasFma) {
-        MapPointsFma(view, in, count, out);
-        return;
-    }
-#endif
-    MapPointsPlain(view, in, count, out);
+    STEADYWARP_BEST(MapPoints)(view, InsideOf(view), in, count, out);
 }
 
 }  // namespace

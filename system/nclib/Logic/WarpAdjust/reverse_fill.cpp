@@ -238,10 +238,6 @@ ReversalView::ReversalView(const NcLibWarpReverseGridIn& in, NcLibWarpGridCoord*
       step_x_(StepOf(in.dstGridStartX, in.dstGridEndX, in.dstGridNumColumns)),
       step_y_(StepOf(in.dstGridStartY, in.dstGridEndY, in.dstGridNumRows)) {}
 
-bool ReversalView::IsHole(int64_t row, int64_t column) const {
-    return std::isnan(At(row, column).x);
-}
-
 int64_t FillFromNearestOuterNode(const ReversalView& view, const NcLibWarpGridCoord* polygon,
                                  uint32_t polygonCount) {
     const uint32_t nodes =

@@ -5,6 +5,7 @@
 /// A hole is a lattice node whose x is NaN. Filled nodes hold absolute source coordinates.
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 
 #include "steadywarp/nclib.h"
@@ -26,7 +27,7 @@ class ReversalView {
     NcLibWarpGridCoord& At(int64_t row, int64_t column) const {
         return lattice_[row * Columns() + column];
     }
-    bool IsHole(int64_t row, int64_t column) const;
+    bool IsHole(int64_t row, int64_t column) const { return std::isnan(At(row, column).x); }
 
     /// Where a node of the lattice stands.
     NcLibWarpGridCoord Position(int64_t row, int64_t column) const {

@@ -6,8 +6,8 @@
 
 #include "nclib/Logic/WarpAdjust/grid_boundary.hpp"
 #include "nclib/Logic/WarpAdjust/reverse_fill.hpp"
+#include "nclib/Logic/WarpAdjust/reverse_scatter.hpp"
 #include "nclib/nclib_log.hpp"
-#include "nclib/numeric.hpp"
 #include "platform/memory.hpp"
 
 namespace {
@@ -15,101 +15,6 @@ namespace {
 using nclib::ReversalView;
 
 constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
-
-// Where three weights may lie for a point to count as in a triangle.
-constexpr float kLeastWeight = -1e-7f;
-constexpr float kGreatestWeight = 1.0000001f;
-
-bool IsWeight(float weight) {
-    return weight >= kLeastWeight && weight <= kGreatestWeight;
-}
-
-struct SourceNode {
-    int32_t column, row;
-};
-
-// A triangle of the mesh's image, with the displacements source - destination at its corners.
-struct Triangle {
-    NcLibWarpGridCoord p[3];
-    NcLibWarpGridCoord d[3];
-    float den;
-
-    Triangle(const ReversalView& view, const SourceNode (&nodes)[3]) {
-        for (int i = 0; i < 3; ++i) {
-            p[i] = view.Destination(nodes[i].row, nodes[i].column);
-            const NcLibWarpGridCoord from = view.Source(nodes[i].row, nodes[i].column);
-            d[i] = {from.x - p[i].x, from.y - p[i].y};
-        }
-        den = (p[0].y - p[2].y) * (p[2].x - p[1].x) + (p[0].x - p[2].x) * (p[1].y - p[2].y);
-    }
-
-    // Interpolate the displacement at a position; false if it lies outside.
-    bool DisplacementAt(const NcLibWarpGridCoord& position, NcLibWarpGridCoord& result) const {
-        const NcLibWarpGridCoord q = {position.x - p[2].x, position.y - p[2].y};
-        const float w1 = ((p[2].x - p[1].x) * q.y + q.x * (p[1].y - p[2].y)) / den;
-        const float w2 = ((p[2].y - p[0].y) * q.x + q.y * (p[0].x - p[2].x)) / den;
-        const float w3 = 1.0f - w1 - w2;
-        if (!IsWeight(w1) || !IsWeight(w2) || !IsWeight(w3)) {
-            return false;
-        }
-        result = {w2 * d[1].x + w1 * d[0].x + w3 * d[2].x, w2 * d[1].y + w1 * d[0].y + w3 * d[2].y};
-        return true;
-    }
-};
-
-// Lattice indices, both included, that a stretch of one axis may touch.
-struct IndexRange {
-    int32_t low, high;
-};
-
-IndexRange TouchedIndices(float a, float b, float c, float start, float step, int32_t count) {
-    const float inverse = step != 0.0f ? 1.0f / step : 0.0f;
-    const float min = std::min({a, b, c});
-    const float max = std::max({a, b, c});
-    int32_t low = nclib::TruncateToInt32(static_cast<double>((min - start) * inverse));
-    int32_t high = nclib::TruncateToInt32(static_cast<double>((max - start) * inverse));
-    if (step < 0.0f) {
-        std::swap(low, high);
-    }
-    return {std::max(low, 0), std::min(high, count - 1)};
-}
-
-// Give the triangle's displacements to the nodes that it is the first to cover.
-void FillTriangle(const ReversalView& view, const SourceNode (&nodes)[3]) {
-    const Triangle triangle(view, nodes);
-    const auto& p = triangle.p;
-    const IndexRange columns = TouchedIndices(p[0].x, p[1].x, p[2].x, view.In().dstGridStartX,
-                                              view.StepX(), view.Columns());
-    const IndexRange rows =
-        TouchedIndices(p[0].y, p[1].y, p[2].y, view.In().dstGridStartY, view.StepY(), view.Rows());
-    for (int32_t row = rows.low; row <= rows.high; ++row) {
-        for (int32_t column = columns.low; column <= columns.high; ++column) {
-            NcLibWarpGridCoord displacement;
-            if (view.IsHole(row, column) &&
-                triangle.DisplacementAt(view.Position(row, column), displacement)) {
-                view.At(row, column) = displacement;
-            }
-        }
-    }
-}
-
-bool IsCutFromTopLeft(int32_t triangulation, int32_t column, int32_t row) {
-    return triangulation == 1 || (triangulation == 2 && ((column ^ row) & 1) != 0);
-}
-
-void ScatterCells(const ReversalView& view) {
-    for (int32_t r = 0; r + 1 < view.SourceRows(); ++r) {
-        for (int32_t c = 0; c + 1 < view.SourceColumns(); ++c) {
-            if (IsCutFromTopLeft(view.In().triangulation, c, r)) {
-                FillTriangle(view, {{c, r}, {c + 1, r + 1}, {c, r + 1}});
-                FillTriangle(view, {{c, r}, {c + 1, r}, {c + 1, r + 1}});
-            } else {
-                FillTriangle(view, {{c, r}, {c + 1, r}, {c, r + 1}});
-                FillTriangle(view, {{c, r + 1}, {c + 1, r}, {c + 1, r + 1}});
-            }
-        }
-    }
-}
 
 // Turn displacements into source coordinates; what is no number on one axis is none on both.
 int64_t MakeAbsolute(const ReversalView& view) {
@@ -175,7 +80,7 @@ int32_t NcLibWarpReverseGridDirection(const NcLibWarpReverseGridIn* in,
     if (in->dstGridNumRows > 0 && in->dstGridNumColumns > 0) {
         const ReversalView view(*in, outputGrid);
         std::fill_n(outputGrid, view.Count(), NcLibWarpGridCoord{kNan, kNan});
-        ScatterCells(view);
+        nclib::ScatterCells(view);
         const int64_t holes = MakeAbsolute(view);
         FillHoles(view, holes, polygon, polygon_count);
         percent = static_cast<float>(holes) * 100.0f / static_cast<float>(view.Count());

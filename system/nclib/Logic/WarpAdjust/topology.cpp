@@ -11,43 +11,33 @@
 
 namespace {
 
-void ApplyRegularMatrices(const NcLibWarpMatrices& matrices, NcLibWarpGridCoord* points,
-                          uint32_t count) {
-    for (uint32_t i = 0; i < count; ++i) {
-        perspectiveTransform({static_cast<double>(points[i].x), static_cast<double>(points[i].y)},
-                             &matrices, &points[i]);
-    }
-    NcLibWarpDebugPrintNcLibWarpGridCoord(points, count, "transformRegularMatricesOutput.txt");
-}
-
 int32_t ApplyMatrices(const NcLibWarpMatrices& matrices, bool is_regular,
-                      NcLibWarpGridCoord* points, uint32_t count) {
-    if (!matrices.enable) {
-        return NC_LIB_SUCCESS;
-    }
+                      const NcLibWarpGridCoord* in, uint32_t count, NcLibWarpGridCoord* out) {
     if (is_regular) {
-        ApplyRegularMatrices(matrices, points, count);
+        transformRegularMatrices(&matrices, in, count, out);
+        NcLibWarpDebugPrintNcLibWarpGridCoord(out, count, "transformRegularMatricesOutput.txt");
         return NC_LIB_SUCCESS;
     }
-    const int32_t status = transformInverseMatrix(&matrices, points, count, points);
+    const int32_t status = transformInverseMatrix(&matrices, in, count, out);
     NC_LIB_REQUIRE(status == NC_LIB_SUCCESS, status, "transformInverseMatrix failed");
-    NcLibWarpDebugPrintNcLibWarpGridCoord(points, count, "transformRegularMatricesOutput.txt");
-    NcLibWarpDebugPrintNcLibWarpGridCoord(points, count, "transformInverseMatrixOutput.txt");
+    NcLibWarpDebugPrintNcLibWarpGridCoord(out, count, "transformRegularMatricesOutput.txt");
+    NcLibWarpDebugPrintNcLibWarpGridCoord(out, count, "transformInverseMatrixOutput.txt");
     return NC_LIB_SUCCESS;
 }
 
 void ApplyGrid(const NcLibWarpGrid& grid, bool is_regular, bool allow_nearest,
-               NcLibWarpGridCoord* points, uint32_t count) {
-    if (!grid.enable) {
-        return;
-    }
+               const NcLibWarpGridCoord* in, uint32_t count, NcLibWarpGridCoord* out) {
     if (is_regular) {
-        transformRegularGrid(&grid, points, count, points);
-        NcLibWarpDebugPrintNcLibWarpGridCoord(points, count, "transformRegularGridOutput.txt");
+        transformRegularGrid(&grid, in, count, out);
+        NcLibWarpDebugPrintNcLibWarpGridCoord(out, count, "transformRegularGridOutput.txt");
     } else {
-        transformInverseGrid(&grid, points, count, allow_nearest, points);
-        NcLibWarpDebugPrintNcLibWarpGridCoord(points, count, "transformInverseGridOutput.txt");
+        transformInverseGrid(&grid, in, count, allow_nearest, out);
+        NcLibWarpDebugPrintNcLibWarpGridCoord(out, count, "transformInverseGridOutput.txt");
     }
+}
+
+bool IsEnabled(const NcLibInternalWarpTopology& stage) {
+    return stage.grid != nullptr ? stage.grid->enable : stage.matrices->enable;
 }
 
 }  // namespace
@@ -57,24 +47,29 @@ int32_t NcLibInternalApplyTopologyOnPoints(const NcLibInternalWarpTopology* topo
                                            uint32_t numPoints, bool allowNearest,
                                            NcLibWarpGridCoord* out) {
     NcLibWarpDebugPrintNcLibWarpGridCoord(in, numPoints, "TopologyInput.txt");
-    if (out != in) {
-        std::copy_n(in, numPoints, out);
-    }
-    for (uint32_t idx = 0; idx < numStages; ++idx) {
+    // The first stage that is enabled carries the points over; the rest work in place.
+    const NcLibWarpGridCoord* points = in;
+    int32_t status = NC_LIB_SUCCESS;
+    for (uint32_t idx = 0; idx < numStages && status == NC_LIB_SUCCESS; ++idx) {
         NC_LIB_ASSERT(((topology[idx].matrices == NULL) && (topology[idx].grid != NULL)) ||
                       ((topology[idx].matrices != NULL) && (topology[idx].grid == NULL)));
         NC_LIB_ASSERT((REGULAR == topology[idx].direction) || (INVERSE == topology[idx].direction));
-        const bool is_regular = topology[idx].direction == REGULAR;
-        if (topology[idx].grid != nullptr) {
-            ApplyGrid(*topology[idx].grid, is_regular, allowNearest, out, numPoints);
+        const NcLibInternalWarpTopology& stage = topology[idx];
+        if (!IsEnabled(stage)) {
             continue;
         }
-        const int32_t status = ApplyMatrices(*topology[idx].matrices, is_regular, out, numPoints);
-        if (status != NC_LIB_SUCCESS) {
-            return status;
+        const bool is_regular = stage.direction == REGULAR;
+        if (stage.grid != nullptr) {
+            ApplyGrid(*stage.grid, is_regular, allowNearest, points, numPoints, out);
+        } else {
+            status = ApplyMatrices(*stage.matrices, is_regular, points, numPoints, out);
         }
+        points = status == NC_LIB_SUCCESS ? out : points;
     }
-    return NC_LIB_SUCCESS;
+    if (points != out) {
+        std::copy_n(points, numPoints, out);
+    }
+    return status;
 }
 
 int32_t NcLibInternalApplyGridOnPoints(const NcLibIcaGrid* grid, const NcLibWarpGridCoord* in,

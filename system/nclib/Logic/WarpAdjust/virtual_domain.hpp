@@ -42,6 +42,15 @@ constexpr NodeLattice GetNodeLattice(NcLibWarpGridExtrapolationType type, bool f
                 : NodeLattice{-4352.0f, -3328.0f, 8704.0f, 6656.0f};
 }
 
+/// Turn a pixel position, origin in the frame's upper left corner, into a point of the virtual
+/// domain. Both sizes must be above zero.
+constexpr NcLibWarpGridCoord ConvertPixelToVirtual(const NcLibWarpGridCoord& pixel_point,
+                                                   const NcLibImageSize& size) {
+    return {
+        pixel_point.x * kVirtualWidth / static_cast<float>(size.widthPixels) - kVirtualHalfWidth,
+        pixel_point.y * kVirtualHeight / static_cast<float>(size.heightLines) - kVirtualHalfHeight};
+}
+
 }  // namespace nclib
 
 /// Turn a point of the virtual domain into a pixel position, origin in the frame's upper left

@@ -26,3 +26,12 @@ int32_t checkVirtualNcLibWarpMatrices(const NcLibWarpMatrices* matrices);
 
 /// Tell whether the chip at hand takes a grid of this size; ends the process if none was chosen.
 bool NcLibIsGridSizeWarpSupported(uint32_t numRows, uint32_t numColumns);
+
+namespace nclib {
+
+/// Tell whether matrices are an array of one. Enabled or not plays no role.
+constexpr bool IsSingleMatrix(const NcLibWarpMatrices& matrices) {
+    return matrices.numRows == 1 && matrices.numColumns == 1;
+}
+
+}  // namespace nclib

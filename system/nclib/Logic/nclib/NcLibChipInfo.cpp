@@ -70,6 +70,10 @@ void PrintNcLibVersion() {
                          kVersionMajor, kVersionMinor, kVersionPatch);
 }
 
+void NcLibSetChip(uint32_t version_code, uint32_t hardware_version) {
+    NcLibChipInfo::Set(version_code, hardware_version);
+}
+
 uint32_t NcLibGetIpeIcaVersion() {
     const uint32_t version = NcLibChipInfo::GetCapabilities().IcaVersionTens();
     NC_LIB_ASSERT(version);
