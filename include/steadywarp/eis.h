@@ -14,8 +14,10 @@
  *   belongs to the caller and must exist before the call.
  *
  * Threads: calls on one instance must not overlap; the caller serializes them. Different instances
- * may run in different threads. They share one thing, the gyroscope's estimated bias, which is zero
- * until somebody estimates one; the instance created last says how its axes are turned.
+ * may run in different threads. They share the gyroscope's estimated bias, which is zero until
+ * somebody estimates one (the instance created last says how its axes are turned), and the chip of
+ * the warp library (nclib_chip.hpp), which a start with distortion grids and a frame with an
+ * upstream transform choose anew: these must not overlap with one another in two instances.
  *
  * Device axes
  * The gyroscope's rates reach the camera frame through a table chosen by `camera_position` and
@@ -92,19 +94,24 @@ enum {
     IS_TYPE_DISTORTION_CORRECTION_ONLY = 6 /**< no stabilizer */
 };
 
-/** Operation mode. */
+/**
+ * Operation mode.
+ *
+ * The two robust modes run on bad input: validators log and stop nothing, no sample is read, and
+ * the output depends on no motion.
+ */
 enum {
     IS_OPT_REGULAR = 0,
-    IS_OPT_CALIBRATION_SYMMETRIC = 1, /**< deprecated */
-    IS_OPT_CALIBRATION_ASYMMETRIC = 2,
+    IS_OPT_CALIBRATION_SYMMETRIC = 1,  /**< deprecated; no grid, a scale that undoes the crop */
+    IS_OPT_CALIBRATION_ASYMMETRIC = 2, /**< the same, each axis by its own crop */
     IS_OPT_CALIBRATION_ASYMMETRIC_ROBUST = 3,
-    IS_OPT_UNDISTORTION_ONLY = 10,
+    IS_OPT_UNDISTORTION_ONLY = 10, /**< the grid alone */
     IS_OPT_TEST_DISTORTION_CORRECTION_ONLY = IS_OPT_UNDISTORTION_ONLY,
-    IS_OPT_IDENTITY_ONLY_ROBUST = 11,
-    IS_OPT_IFOVC_LDC_ONLY = 12,
-    IS_OPT_TEST_SAT_PASS_THROUGH = 101,
-    IS_OPT_TEST_MARGINS_LIMITS = 102,
-    IS_OPT_TEST_REGULAR_MERGE_DIS_EIS = 104
+    IS_OPT_IDENTITY_ONLY_ROBUST = 11,       /**< identity transforms and no grid */
+    IS_OPT_IFOVC_LDC_ONLY = 12,             /**< no undistorted alignment, motion index, ois_mode */
+    IS_OPT_TEST_SAT_PASS_THROUGH = 101,     /**< no grid; the transform is the frame's `sat` */
+    IS_OPT_TEST_MARGINS_LIMITS = 102,       /**< no grid; the crop walks around the margins */
+    IS_OPT_TEST_REGULAR_MERGE_DIS_EIS = 104 /**< refused at initialization */
 };
 
 /** What applies the warp. */
@@ -134,7 +141,8 @@ typedef struct eis_context eis_context;
 typedef struct _sample_data_s {
     /**
      * Gyro: [0..2] rate about the device's x, y, z, rad/s. OIS: [0..1] raw lens shift x, y.
-     * iFOVC: [0] lens position, [1] scale. Unused words are carried along; set them to 0.
+     * iFOVC: [0] lens position, [1] scale: above 0 and at most 1; content that focus magnified
+     * by 1/s is undone by s. Unused words are carried along; set them to 0.
      */
     double data[6];
     uint64_t ts; /**< microseconds; 0 is refused */
@@ -197,11 +205,18 @@ typedef struct is_init_common_data {
 
 /** Configuration of one sensor, read during eis2_initialize() only. */
 typedef struct is_init_sensor_data {
-    const NcLibWarpGrid* ldc_in2out; /**< distorted to undistorted; NULL: none */
+    /**
+     * Distorted to undistorted, 35 columns by 27 rows or 67 by 51 with a ring of nodes outside the
+     * picture, values from its centre in units of `transformDefinedOn`. NULL: none. Read if the
+     * tuning's `ldc_grid_source` is not 0.
+     */
+    const NcLibWarpGrid* ldc_in2out;
     const NcLibWarpGrid* ldc_out2in; /**< the inverse; NULL: none */
-    uint32_t ldc_calib_domain;       /**< 0: full sensor, 1: ife input, 2: ife output at zoom 1 */
-    is_crop_window image_sensor_crop;
-    uint32_t ife_input_frame_width; /**< pixels, like all sizes below */
+    /** The picture they are defined on. 0: full sensor, 1: ife input; 2, ife output at zoom 1, is
+     * for tuned grids alone. */
+    uint32_t ldc_calib_domain;
+    is_crop_window image_sensor_crop; /**< for grids of the full sensor; without a size: none */
+    uint32_t ife_input_frame_width;   /**< pixels, like all sizes below */
     uint32_t ife_input_frame_height;
     uint32_t ife_input_frame_undistorted_width;
     uint32_t ife_input_frame_undistorted_height;
@@ -233,8 +248,17 @@ typedef struct is_input {
     is_window_regions window_regions;
     float focus_distance;            /**< metres; 0: not known */
     float effective_focal_length_mm; /**< not negative */
-    const NcLibWarp* sat;            /**< spatial alignment transform of this frame, or NULL */
-    /** Transform applied upstream that eats into the margins, or NULL. */
+    /**
+     * Spatial alignment of this frame, or NULL: one matrix, about the centre of the size that it is
+     * defined on. It must have an inverse, and `T[8]` at least 1e-5 in magnitude: see
+     * eis_internal_process_stabilize() for what a refused one costs.
+     */
+    const NcLibWarp* sat;
+    /**
+     * Transform applied upstream that eats into the margins, or NULL: OUT_2_IN, in the virtual
+     * domain, one matrix, a grid of 27 by 35 or 51 by 67 nodes with a ring (25 by 33 with four
+     * corners), or both. A wrong one is reported and left out.
+     */
     const NcLibWarp* pre_eis_transform_margins_reduction;
 } is_input;
 
@@ -472,8 +496,10 @@ STEADYWARP_API uint32_t eis_internal_process_distortion_correction(
 /**
  * Run the second pass of a frame, right after its first.
  *
- * If this pass alone fails, the stream stays refused until it restarts: never pass a transform
- * whose enabled part has no array, or a `sat` whose last element is 0.
+ * If this pass alone fails, the two passes stand at different frames, and the stream stays refused
+ * until it restarts. So never pass an output without its arrays (the grid of the transform counts,
+ * even though nothing is written there), a `sat` whose enabled matrices have no array, are more
+ * than one or end in a last element of 0, or a `sat` that is a grid alone.
  */
 STEADYWARP_API uint32_t eis_internal_process_stabilize(eis_context* context,
                                                        const is_input_stabilize* input,

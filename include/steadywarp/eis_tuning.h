@@ -121,7 +121,13 @@ typedef struct is_tessaline_blur_masking {
     float blur_masking_res2;
 } is_tessaline_blur_masking;
 
-/** Lens distortion, as a grid in both directions and as a model. */
+/**
+ * Lens distortion, as a grid in both directions and as a model.
+ *
+ * Grid values are units of a picture of 8192 by 6144, from its centre; 35 columns by 27 rows with
+ * a ring of nodes outside the picture. The image sizes tell its aspect, which must be that of the
+ * stabilizer's input. A model (`ldc_model_type` other than 0) is refused.
+ */
 typedef struct is_tessaline_lens_distortion_correction {
     uint32_t ldc_grid_source; /**< 0: the grids below; 1: those of is_init_sensor_data */
     uint32_t ldc_grid_enable;
@@ -322,6 +328,38 @@ static inline void eis_tuning_set_dis(is_tessaline_info_s* tuning, uint32_t slot
         tuning->dis.dis_res_lut_param_tab[slot] = value;
     }
 }
+
+/*
+ * Conversions from the tuning modules of a tuning file. `moduleData` points at the values that
+ * TuningSetManager::GetModule_eis11_sw() and its siblings return, `size` is sizeof of their type.
+ *
+ * All three: on success the whole record is written, what the module has no field for as 0. A NULL
+ * pointer or another size is refused with EIS_ERROR_INVALID_INPUT and a log line, and `out` stays
+ * as it was. `moduleData` is only read. Pure functions; any thread.
+ */
+
+/** Convert the values of module eis11_sw, 480 bytes. */
+STEADYWARP_API uint32_t eis_zelm_utility_v1_1_0_to_is_tessaline_info(void* moduleData,
+                                                                     unsigned long size,
+                                                                     is_tessaline_info_s* out);
+
+/**
+ * Convert the values of module eis12_sw, 55532 bytes.
+ *
+ * Settings younger than that version come from its reserved tables. A float that becomes a whole
+ * number is cut toward zero; one that is not finite or does not fit becomes 0. Distortion grids are
+ * converted only with `ldc_grid_source` 0 and `ldc_grid_enable` not 0; those from undistorted to
+ * distorted are scaled by the height of the distorted picture along both axes. A
+ * `res_lut_param_1_tab[0]` of 0 gives conversion factors that are not finite.
+ */
+STEADYWARP_API uint32_t eis_zelm_utility_v1_2_0_to_is_tessaline_info(void* moduleData,
+                                                                     unsigned long size,
+                                                                     is_tessaline_info_s* out);
+
+/** Copy the values of module eis13_sw, 56128 bytes, whose layout is that of the record. */
+STEADYWARP_API uint32_t eis_zelm_utility_v1_3_0_to_is_tessaline_info(void* moduleData,
+                                                                     unsigned long size,
+                                                                     is_tessaline_info_s* out);
 
 #ifdef __cplusplus
 }

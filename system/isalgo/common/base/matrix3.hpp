@@ -4,6 +4,7 @@
 #pragma once
 
 #include <array>
+#include <cmath>
 #include <cstddef>
 
 #include "base/vec3.hpp"
@@ -34,11 +35,37 @@ constexpr Point2 map_point(const Matrix3& matrix, const Point2& point) {
             (matrix[3] * point.x + matrix[4] * point.y + matrix[5]) / w};
 }
 
+/// The scale by `factor` about `center`.
+constexpr Matrix3 scale_about(const Point2& center, double factor) {
+    return {factor, 0.0,    center.x - factor * center.x,
+            0.0,    factor, center.y - factor * center.y,
+            0.0,    0.0,    1.0};
+}
+
 /// T(-origin) * matrix * T(origin): the same map, for points counted from `origin`.
 constexpr Matrix3 seen_from(const Matrix3& matrix, const Point2& origin) {
     const Matrix3 to_corner = {1.0, 0.0, origin.x, 0.0, 1.0, origin.y, 0.0, 0.0, 1.0};
     const Matrix3 from_corner = {1.0, 0.0, -origin.x, 0.0, 1.0, -origin.y, 0.0, 0.0, 1.0};
     return multiply(multiply(from_corner, matrix), to_corner);
+}
+
+/// Invert as adjugate over determinant.
+/// @return false if the matrix has no inverse of finite elements; `inverse` is then unwritten.
+inline bool invert(const Matrix3& m, Matrix3& inverse) {
+    Matrix3 result = {
+        m[4] * m[8] - m[5] * m[7], m[2] * m[7] - m[1] * m[8], m[1] * m[5] - m[2] * m[4],
+        m[5] * m[6] - m[3] * m[8], m[0] * m[8] - m[2] * m[6], m[2] * m[3] - m[0] * m[5],
+        m[3] * m[7] - m[4] * m[6], m[1] * m[6] - m[0] * m[7], m[0] * m[4] - m[1] * m[3]};
+    // Along the first row; elements 0, 3 and 6 are the cofactors of that row.
+    const double det = m[0] * result[0] + m[1] * result[3] + m[2] * result[6];
+    for (double& element : result) {
+        element /= det;
+        if (!std::isfinite(element)) {
+            return false;
+        }
+    }
+    inverse = result;
+    return true;
 }
 
 }  // namespace steadywarp

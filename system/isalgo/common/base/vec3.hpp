@@ -38,4 +38,9 @@ struct Point2 {
     constexpr double operator[](uint32_t axis) const { return axis == 0 ? x : y; }
 };
 
+/// The point `scale` times as far from `center`.
+constexpr Point2 scaled_about(const Point2& center, const Point2& point, double scale) {
+    return {center.x + (point.x - center.x) * scale, center.y + (point.y - center.y) * scale};
+}
+
 }  // namespace steadywarp

@@ -37,13 +37,28 @@ Corners turned_window(const FilterInput& input, const Vec3<double>& correction,
             to_float(map_point(turn, {right, bottom})), to_float(map_point(turn, {left, bottom}))};
 }
 
+// Whether a side of the window touches the border. Two ends of a border side that lie clearly on
+// the same side of the window's line make no contact; most do, so the full test is left to the
+// rest.
+bool side_touches(const SegmentF& side, const BorderF& border) {
+    std::array<int, kBorderPoints> lies;
+    for (uint32_t b = 0; b < kBorderPoints; ++b) {
+        lies[b] = orientation(side.p, side.q, border[b]);
+    }
+    for (uint32_t b = 0; b < kBorderPoints; ++b) {
+        const uint32_t next = (b + 1) % kBorderPoints;
+        const bool is_clear = lies[b] == lies[next] && lies[b] != 0;
+        if (!is_clear && segments_intersect(side, {border[b], border[next]}) != 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
 bool touches(const Corners& corners, const BorderF& border) {
     for (uint32_t c = 0; c < corners.size(); ++c) {
-        const SegmentF side = {corners[c], corners[(c + 1) % corners.size()]};
-        for (uint32_t b = 0; b < border.size(); ++b) {
-            if (segments_intersect(side, {border[b], border[(b + 1) % border.size()]}) != 0) {
-                return true;
-            }
+        if (side_touches({corners[c], corners[(c + 1) % corners.size()]}, border)) {
+            return true;
         }
     }
     return false;

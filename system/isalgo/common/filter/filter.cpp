@@ -32,6 +32,7 @@ Filter::Filter(const Camera* cameras, const BlurMaskingParams* blur, uint32_t nu
                const BlendParams& blend, const BlendParams& blend_blur, uint32_t buffer_size,
                uint32_t& status)
     : _buffer_size(buffer_size),
+      _line(buffer_size),
       _future_size(buffer_size),
       _alpha_kernel(make_alpha_kernel(blend.sigma)),
       _min_alpha_history(buffer_size),
@@ -54,11 +55,8 @@ Filter::Filter(const Camera* cameras, const BlurMaskingParams* blur, uint32_t nu
 }
 
 void Filter::reset() {
-    _state = kStateFirstFrame;
-    _pending = 0;
-    _frame_counter = 0;
-    _has_new_frame = false;
-    _output_kind = kNone;
+    _line.reset();
+    _output_kind = DelayLine::kNone;
     _future_alpha.fill(0.0);
     _filtered.fill({});
     _alternative.fill({});
@@ -69,36 +67,7 @@ void Filter::reset() {
 }
 
 uint32_t Filter::step_state() {
-    bool is_legal = true;
-    switch (_state) {
-        case kStateFirstFrame:
-            is_legal = _pending == 0;
-            _state = _buffer_size >= 2 ? kStateFilling : kStateRunning;
-            break;
-        case kStateFilling:
-            ++_pending;
-            ++_frame_counter;
-            _state = _pending >= _buffer_size - 1 ? kStateRunning : kStateFilling;
-            break;
-        case kStateRunning:
-            ++_frame_counter;
-            break;
-        case kStateDraining:
-            // A frame after the end of a stream: its start must come first.
-            _pending -= _pending != 0 ? 1 : 0;
-            ++_frame_counter;
-            is_legal = false;
-            break;
-        default:
-            is_legal = false;
-            break;
-    }
-    _has_new_frame = is_legal;
-    if (!is_legal) {
-        _state = kStateError;
-        return EIS_ERROR_GENERAL;
-    }
-    return EIS_SUCCESS;
+    return _line.add_frame() ? EIS_SUCCESS : EIS_ERROR_GENERAL;
 }
 
 float Filter::blur_rule(const InputRing& inputs, const RingBuffer<float>& blur) const {
@@ -107,32 +76,10 @@ float Filter::blur_rule(const InputRing& inputs, const RingBuffer<float>& blur) 
 }
 
 void Filter::decide_output(const FrameRings& rings) {
-    _output_kind = kNone;
-    if (_has_new_frame) {
-        _has_new_frame = false;
-        if (_state == kStateRunning) {
-            _output_kind = kCore;
-            filter_core(rings);
-        } else if (_state == kStateDraining) {
-            _output_kind = kHistory;
-        }
-    } else if (_state == kStateRunning) {
-        _state = kStateDraining;
-        ++_frame_counter;
-        _output_kind = kHistory;
-    } else if (_state == kStateDraining) {
-        ++_frame_counter;
-        // Nothing left counts as having run out just now.
-        _pending -= _pending != 0 ? 1 : 0;
-        if (_pending == 0) {
-            _state = kStateFinished;
-        } else {
-            _output_kind = kHistory;
-        }
-    } else if (_state != kStateFilling && !(_state == kStateFirstFrame && _pending == 0)) {
-        _state = kStateError;
-    }
-    if (_output_kind == kHistory) {
+    _output_kind = _line.take_output();
+    if (_output_kind == DelayLine::kCore) {
+        filter_core(rings);
+    } else if (_output_kind == DelayLine::kHistory) {
         filter_history(rings);
     }
 }
@@ -144,7 +91,7 @@ Vec3<double> Filter::process(const FrameRings& rings, const RingBuffer<float>& b
     _min_alpha_history.push(_last_min_alpha);
 
     decide_output(rings);
-    if (_output_kind == kNone) {
+    if (_output_kind == DelayLine::kNone) {
         return {};
     }
     if (rings.inputs.oldest().dropped_frames > kManyDroppedFrames) {
@@ -187,7 +134,8 @@ bool Filter::calc_future_alpha(const FrameRings& rings, const BlendParams& blend
     const uint32_t n = std::min(wanted, kFutureFrames - 1);
     any_blur_limit = false;
     for (uint32_t i = 0; i < n; ++i) {
-        if (_output_kind != kCore && i >= _pending + _future_size - _buffer_size) {
+        if (_output_kind != DelayLine::kCore &&
+            i >= _line.pending() + _future_size - _buffer_size) {
             _future_alpha[i] = 0.0;
             continue;
         }

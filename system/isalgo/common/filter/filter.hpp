@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "base/delay_line.hpp"
 #include "base/ring_buffer.hpp"
 #include "base/vec3.hpp"
 #include "filter/filter_params.hpp"
@@ -31,9 +32,6 @@ struct FrameRings {
 /// Angles are radians about the camera's axes.
 class Filter {
   public:
-    /// What the present call puts out.
-    enum OutputKind : uint32_t { kNone = 0, kCore = 1, kHistory = 2 };
-
     /// @param cameras one per sensor; must outlive the filter.
     /// @param blur one per sensor; copied.
     Filter(const Camera* cameras, const BlurMaskingParams* blur, uint32_t num_sensors,
@@ -62,8 +60,8 @@ class Filter {
     /// @return the correction: what to add to the frame's orientation. Zero without output.
     Vec3<double> process(const FrameRings& rings, const RingBuffer<float>& blur, bool& feasible);
 
-    uint32_t state() const { return _state; }
-    uint32_t frame_counter() const { return _frame_counter; }
+    uint32_t state() const { return _line.state(); }
+    uint32_t frame_counter() const { return _line.frame_counter(); }
     uint32_t output_kind() const { return _output_kind; }
     float last_blur() const { return _last_blur; }
     float last_min_alpha() const { return _last_min_alpha; }
@@ -77,9 +75,7 @@ class Filter {
     void reset();
 
     uint32_t _buffer_size;
-    uint32_t _state = kStateFirstFrame;
-    uint32_t _pending = 0;
-    uint32_t _frame_counter = 0;
+    DelayLine _line;
     FutureAlphas _future_alpha{};
     std::array<Vec3<double>, kFutureFrames> _filtered{};
     std::array<Vec3<double>, kFutureFrames> _alternative{};
@@ -92,8 +88,7 @@ class Filter {
                            bool use_stored_alternative, bool& any_blur_limit);
     bool fix_breach(const FrameRings& rings, Vec3<double>& correction);
 
-    bool _has_new_frame = false;
-    uint32_t _output_kind = kNone;
+    uint32_t _output_kind = DelayLine::kNone;
     uint32_t _future_size;
     AlphaKernel _alpha_kernel;
     double _feasible = 1.0;

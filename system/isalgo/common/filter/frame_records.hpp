@@ -90,14 +90,4 @@ struct BoundingBox {
     double extent_right = 0.0;
 };
 
-/// States of a delay line.
-enum FilterState : uint32_t {
-    kStateFirstFrame = 0,
-    kStateFilling = 1,
-    kStateRunning = 2,
-    kStateDraining = 3,
-    kStateFinished = 4,
-    kStateError = 5
-};
-
 }  // namespace steadywarp

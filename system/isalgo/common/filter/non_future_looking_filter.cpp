@@ -138,7 +138,7 @@ uint32_t NonFutureLookingFilter_TimeVaryingWin::count_sign_changes(uint32_t axis
 void NonFutureLookingFilter_TimeVaryingWin::update_window(uint32_t axis) {
     uint32_t& window = _window[axis];
     if (is_starting()) {
-        window = std::min(_frame_counter + 1, _params.window_min);
+        window = std::min(frame_counter() + 1, _params.window_min);
         return;
     }
     if (_future_alpha[0] > 1.0) {
@@ -179,7 +179,7 @@ uint32_t NonFutureLookingFilter_TimeVaryingWin::filter_core(const FrameRings& ri
         update_window(axis);
         double output = average(axis);
         if (is_starting()) {
-            const float part = static_cast<float>(_frame_counter) /
+            const float part = static_cast<float>(frame_counter()) /
                                (static_cast<float>(_params.history_length) - 1.0f);
             const double fade = kFade * static_cast<double>(1.0f - part);
             if (fade > 0.0) {

@@ -39,7 +39,7 @@ class NonFutureLookingFilter_TimeVaryingWin final : public Filter {
     using Kernel = std::array<float, kMaxWindow>;
 
     void follow_frame_rate(uint32_t frame_time_us);
-    bool is_starting() const { return _frame_counter + 1 < _params.history_length; }
+    bool is_starting() const { return frame_counter() + 1 < _params.history_length; }
     void update_window(uint32_t axis);
     uint32_t count_sign_changes(uint32_t axis, uint32_t num_frames) const;
     double average(uint32_t axis) const;

@@ -11,26 +11,6 @@ namespace {
 // Two ends within this squared distance are one point.
 constexpr double kCoincidence = 1.0000000000000002e-10;
 
-double cross(const NcLibWarpGridCoord& a, const NcLibWarpGridCoord& b,
-             const NcLibWarpGridCoord& c) {
-    const double ax = static_cast<double>(a.x);
-    const double ay = static_cast<double>(a.y);
-    const double bx = static_cast<double>(b.x);
-    const double by = static_cast<double>(b.y);
-    const double cx = static_cast<double>(c.x);
-    const double cy = static_cast<double>(c.y);
-    return (by - ay) * (cx - bx) - (cy - by) * (bx - ax);
-}
-
-int orientation(const NcLibWarpGridCoord& a, const NcLibWarpGridCoord& b,
-                const NcLibWarpGridCoord& c) {
-    const double value = cross(a, b, c);
-    if (value <= -kCrossProductBand) {
-        return -1;
-    }
-    return value >= kCrossProductBand ? 1 : 0;
-}
-
 bool is_in_box_of(const NcLibWarpGridCoord& point, const SegmentF& segment) {
     return point.x >= std::min(segment.p.x, segment.q.x) &&
            point.x <= std::max(segment.p.x, segment.q.x) &&
@@ -47,6 +27,9 @@ NcLibWarpGridCoord to_float(const Point2& point) {
 int segments_intersect(const SegmentF& a, const SegmentF& b) {
     const int o1 = orientation(a.p, a.q, b.p);
     const int o2 = orientation(a.p, a.q, b.q);
+    if (o1 == o2 && o1 != 0) {
+        return 0;
+    }
     const int o3 = orientation(b.p, b.q, a.p);
     const int o4 = orientation(b.p, b.q, a.q);
     if (o1 == 0 && o2 == 0 && o3 == 0 && o4 == 0) {

@@ -20,6 +20,20 @@ struct SegmentF {
     NcLibWarpGridCoord q;
 };
 
+/// The side of the line from `a` to `b` that `c` lies on: -1 or 1, and 0 within the band. Computed
+/// in double precision.
+inline int orientation(const NcLibWarpGridCoord& a, const NcLibWarpGridCoord& b,
+                       const NcLibWarpGridCoord& c) {
+    const double ax = static_cast<double>(a.x);
+    const double ay = static_cast<double>(a.y);
+    const double bx = static_cast<double>(b.x);
+    const double by = static_cast<double>(b.y);
+    const double cx = static_cast<double>(c.x);
+    const double cy = static_cast<double>(c.y);
+    const double cross = (by - ay) * (cx - bx) - (cy - by) * (bx - ax);
+    return (cross >= kCrossProductBand ? 1 : 0) - (cross <= -kCrossProductBand ? 1 : 0);
+}
+
 /// Test whether two segments touch. Computed in double precision.
 ///
 /// @return 0: no contact; 1: they cross; 2: an end of one lies on the other; 3: they overlap on

@@ -7,9 +7,11 @@
 #include "base/numeric.hpp"
 #include "interface/context_check.hpp"
 #include "interface/eis_context.hpp"
+#include "interface/mode_output.hpp"
 #include "interface/stream_control.hpp"
 #include "interface/warp_output.hpp"
 #include "sensors/resampling.hpp"
+#include "stabilizer/upstream_transform.hpp"
 #include "validation/frame_validation.hpp"
 #include "validation/pass_validation.hpp"
 
@@ -125,6 +127,25 @@ const Point2* resample_ois(eis_context& context, const is_input_distortion_corre
     return samplers._ois_samples.get();
 }
 
+// The field of view's scale at the frame's rows. @return NULL for a sensor without the stream.
+const double* resample_ifovc(eis_context& context, const is_input_distortion_correction& input,
+                             const FrameTiming& timing) {
+    eis_context_samplers& samplers = context._samplers;
+    if (!samplers.has_ifovc(input.active_sensor_idx)) {
+        return nullptr;
+    }
+    InterpRequest request;
+    request.first_ts = timing.first_ts;
+    request.last_ts = timing.last_ts;
+    request.num_rows = kTimeRows;
+    request.sensor = input.active_sensor_idx;
+    request.frame_id = input.frame_id;
+    request.first_frame = context.first_frame;
+    samplers.ifovc->get_scales(request, input.frame_time_input.frame_time,
+                               samplers._ifovc_scales.get());
+    return samplers._ifovc_scales.get();
+}
+
 // A gimbal or a prism turns the picture beside the device.
 void add_gimbal_angles(const sensor_runtime_record& sensor, const Point2* shifts,
                        Vec3<double>* angles) {
@@ -178,14 +199,14 @@ FilterInput make_filter_input(const eis_context& context,
     return frame;
 }
 
-// The upstream transform needs the warp library's grids, which come with lens distortion.
-void note_upstream_transform(const is_input_distortion_correction& input) {
+// Where an upstream transform leaves the frame's border.
+void take_upstream_transform(const is_input_distortion_correction& input,
+                             const sensor_runtime_record& sensor, FilterInput& frame) {
     const NcLibWarp* warp = input.pre_eis_transform_margins_reduction;
-    if (warp != nullptr && (warp->grid.enable || warp->matrices.enable)) {
-        EIS_HIGH("IS0530",
-                 "frame_id %u: pre_eis_transform_margins_reduction is not available in this "
-                 "version of the library, input will be ignored",
-                 input.frame_id);
+    if (warp != nullptr && find_upstream_faults(*warp) == 0) {
+        frame.pre_align_valid =
+            calc_pre_aling_warp_input_points(*warp, sensor.input_width, sensor.input_height,
+                                             frame.pre_align_points) == EIS_SUCCESS;
     }
 }
 
@@ -198,6 +219,12 @@ void update_freq_first_frame(eis_context& context, const is_input_distortion_cor
         EIS_ERR("IS0003",
                 "Input mismatch received (%u) OIS samples but sensor #%u has no OIS module",
                 input.ois.num_elements, input.active_sensor_idx);
+        if (context.operation_mode != IS_OPT_CALIBRATION_ASYMMETRIC_ROBUST) {
+            return;
+        }
+    }
+    if (context._samplers.has_ifovc(input.active_sensor_idx)) {
+        context._samplers.ifovc->handler(input.active_sensor_idx)->update_frequency(input.ifovc);
     }
 }
 
@@ -227,18 +254,22 @@ void write_output(const eis_context& context, const is_input_distortion_correcti
                   const FrameTiming& timing, is_output_distortion_correction& output) {
     const StabilizerDistortionCorrection& stage = context.distortion.stage;
     const sensor_runtime_record& sensor = context.sensors[input.active_sensor_idx];
+    const FirstPassParts parts = first_pass_parts(context.operation_mode);
     output.frame_id = input.frame_id;
     output.active_sensor_idx = input.active_sensor_idx;
     write_grid(stage.distortion_grid(), output.distortion_correction_grid);
+    output.distortion_correction_grid.enable = parts.grid;
     write_matrix(stage.alignment(), sensor.input_width, sensor.input_height,
                  output.alignment_matrix_domain_undistorted);
+    output.alignment_matrix_domain_undistorted.enable = parts.alignment;
     output.mof_gyro_time = timing.middle_ts;
     output.frame_orientation_domain_undistorted = {};
     output.Mind_margins_blender_geolib = 0.0f;
-    output.cvp_motion_index_raw = stage.cvp_motion_index_raw();
-    output.ois_mode = sensor.ois_mode;
+    const bool tells_of_motion = context.operation_mode != IS_OPT_IFOVC_LDC_ONLY;
+    output.cvp_motion_index_raw = tells_of_motion ? stage.cvp_motion_index_raw() : 0.0f;
+    output.ois_mode = tells_of_motion ? sensor.ois_mode : uint32_t{kOisNoCommand};
     output.scene_detection = to_scene_detection(context._samplers.scene.scene());
-    output.output_valid = true;
+    output.output_valid = parts.valid;
 }
 
 // A frame without samples: repeat the last one for those who still wait in the delay line.
@@ -247,6 +278,9 @@ void terminate_frame(eis_context& context, const is_input_distortion_correction&
     ++context.frames_without_gyro;
     if (context.distortion.stage.update_in_termination_mode(input.frame_id) != EIS_SUCCESS) {
         EIS_ERR("IS0002", "context->stabilizer.update_in_termination_mode()");
+    }
+    if (context._samplers.ifovc != nullptr) {
+        context._samplers.ifovc->process_input({}, input.active_sensor_idx, 0);
     }
     output.frame_id = input.frame_id;
     output.active_sensor_idx = input.active_sensor_idx;
@@ -269,14 +303,17 @@ void process_frame(eis_context& context, const is_input_distortion_correction& i
     if (samplers.ois != nullptr) {
         samplers.ois->process_input(input.ois, input.active_sensor_idx, sensor.ois_offset);
     }
+    if (samplers.ifovc != nullptr) {
+        samplers.ifovc->process_input(input.ifovc, input.active_sensor_idx, sensor.ifovc_offset);
+    }
 
     const FrameTiming timing =
         frame_timing(times, input.window_regions.eis_pre_crop_vIN, sensor.s3d_offset);
     sensor.readout_duration = timing.readout_duration;
     resample_gyro(context, input, timing);
     const Point2* shifts = resample_ois(context, input, timing);
+    const double* scales = resample_ifovc(context, input, timing);
     add_gimbal_angles(sensor, shifts, samplers._angles.get());
-    note_upstream_transform(input);
     update_focus_distance(context, input);
 
     FilterInput frame = make_filter_input(context, input, timing, dropped_frames);
@@ -284,8 +321,9 @@ void process_frame(eis_context& context, const is_input_distortion_correction& i
         lens != nullptr && shifts != nullptr) {
         frame.ois_rotation = lens->get_rotation(shifts, kTimeRows);
     }
+    take_upstream_transform(input, sensor, frame);
     stage.filter_inputs().push(frame);
-    stage.update(samplers._angles.get(), shifts, frame.scene_settled, frame.scene);
+    stage.update(samplers._angles.get(), shifts, scales, frame.scene_settled, frame.scene);
     stage.update_rsc_alpha_by_margins();
     if (stage.dist_correction_process(sensor.input_width, sensor.input_height, sensor_switched) !=
         EIS_SUCCESS) {
@@ -322,14 +360,18 @@ uint32_t eis_internal_process_distortion_correction(eis_context* context,
     }
     if (context->first_frame) {
         const uint32_t status = steadywarp::is_valid_first_frame(*context, *input);
-        if (status != EIS_SUCCESS) {
+        if (status != EIS_SUCCESS && !context->is_robust_mode()) {
             return EIS_ERROR_INVALID_INPUT;
         }
         steadywarp::update_freq_first_frame(*context, *input);
     }
     const uint32_t status = steadywarp::is_valid_process_input_dist_corr(*context, *input, *output);
-    if (status != EIS_SUCCESS) {
+    if (status != EIS_SUCCESS && !context->is_robust_mode()) {
         return status;
+    }
+    if (context->is_robust_mode()) {
+        steadywarp::write_robust_first_output(*input, *output);
+        return EIS_SUCCESS;
     }
     if (input->gyro.num_elements == 0) {
         steadywarp::terminate_frame(*context, *input, *output);

@@ -71,13 +71,53 @@ eis_context_stabilize::eis_context_stabilize(const is_init_common_data& common,
                                              uint32_t num_sensors,
                                              const StabilizerDistortionCorrection& stage,
                                              uint32_t& status)
-    : eis(common, sensors, num_sensors, stage, status) {
+    : dis_delay(calc_dis_delay(common, sensors, num_sensors)),
+      eis(common, sensors, num_sensors, dis_delay, stage, status) {
     if (status != EIS_SUCCESS) {
         EIS_ERR("IS0002", "_eis constructor has failed");
         return;
     }
+    if (dis_delay != 0) {
+        _dis = allocate<DisStabilizer>(dis_delay);
+        if (_dis == nullptr) {
+            EIS_ERR("IS0004", "DisStabilizer() constructor has failed");
+            return;
+        }
+    }
+    status = init_mode(common);
+    if (status != EIS_SUCCESS) {
+        return;
+    }
     _start_guard = kStartGuard;
     _end_guard = kEndGuard;
+}
+
+void eis_context_stabilize::reset() {
+    eis.reset();
+    if (_dis != nullptr) {
+        _dis->reset();
+    }
+    if (test_borders != nullptr) {
+        test_borders->reset();
+    }
+}
+
+uint32_t eis_context_stabilize::init_mode(const is_init_common_data& common) {
+    if (common.operation_mode == IS_OPT_TEST_MARGINS_LIMITS) {
+        test_borders = allocate<TestModeBorders>();
+        if (test_borders == nullptr) {
+            EIS_ERR("IS0004", "TestModeBorders() constructor has failed");
+            return EIS_ERROR_GENERAL;
+        }
+    }
+    if (is_robust_operation_mode(common.operation_mode)) {
+        _buffer_calib_mode_robust = allocate<RobustRing>(common.buffer_delay);
+        if (_buffer_calib_mode_robust == nullptr || !_buffer_calib_mode_robust->is_allocated()) {
+            EIS_ERR("IS0004", "Failed to allocate _buffer_calib_mode_robust");
+            return EIS_ERROR_NO_MEMORY;
+        }
+    }
+    return EIS_SUCCESS;
 }
 
 }  // namespace steadywarp

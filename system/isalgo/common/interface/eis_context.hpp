@@ -10,8 +10,10 @@
 #include "base/ring_buffer.hpp"
 #include "interface/sensor_runtime_record.hpp"
 #include "sensors/samplers.hpp"
+#include "stabilizer/dis_stabilizer.hpp"
 #include "stabilizer/distortion_stage.hpp"
 #include "stabilizer/eis_stabilizer.hpp"
+#include "stabilizer/test_mode_borders.hpp"
 #include "steadywarp/eis.h"
 
 namespace steadywarp {
@@ -41,23 +43,48 @@ class eis_context_distortion_correction {
     uint64_t _end_guard = 0;
 };
 
+/// A frame that waits in the modes that run on whatever comes.
+struct RobustFrame {
+    uint32_t frame_id = 0;
+    uint32_t sensor = 0;
+};
+using RobustRing = RingBuffer<RobustFrame>;
+
 /// The second pass of an instance.
 class eis_context_stabilize {
   public:
+    /// @param status set on failure. A stage for image-based correction that cannot be had leaves
+    ///        it alone, but then the guards stay unwritten and every entry refuses the instance.
     eis_context_stabilize(const is_init_common_data& common, const is_init_sensor_data* sensors,
                           uint32_t num_sensors, const StabilizerDistortionCorrection& stage,
                           uint32_t& status);
 
     bool is_intact() const { return _start_guard == kStartGuard && _end_guard == kEndGuard; }
 
+    /// Forget all frames; for a new stream.
+    void reset();
+
     uint64_t _start_guard = 0;
+    uint32_t dis_delay;
     EisStabilizer eis;
+    std::unique_ptr<DisStabilizer> _dis;                    ///< NULL without image-based correction
+    std::unique_ptr<RobustRing> _buffer_calib_mode_robust;  ///< only in the two robust modes
+    std::unique_ptr<TestModeBorders> test_borders;          ///< only in the mode that walks them
     uint64_t _end_guard = 0;
+
+  private:
+    uint32_t init_mode(const is_init_common_data& common);
 };
 
 /// The mode that an instance runs in: without a second pass, the modes that only shape its output
 /// mean the regular one.
 uint32_t effective_operation_mode(const is_init_common_data& common);
+
+/// The modes that must keep running through bad data.
+constexpr bool is_robust_operation_mode(uint32_t operation_mode) {
+    return operation_mode == IS_OPT_CALIBRATION_ASYMMETRIC_ROBUST ||
+           operation_mode == IS_OPT_IDENTITY_ONLY_ROBUST;
+}
 
 /// Entries that the ring of stored outputs needs. @return 0 for an unknown type, after a line.
 uint32_t calc_num_needed_buffers(uint32_t is_type, uint32_t buffer_delay);
@@ -78,11 +105,7 @@ struct eis_context {
         return !first_frame && sensor_idx != prev_sensor_idx;
     }
 
-    /// The modes that must keep running through bad data.
-    bool is_robust_mode() const {
-        return operation_mode == IS_OPT_CALIBRATION_ASYMMETRIC_ROBUST ||
-               operation_mode == IS_OPT_IDENTITY_ONLY_ROBUST;
-    }
+    bool is_robust_mode() const { return steadywarp::is_robust_operation_mode(operation_mode); }
 
     uint64_t _start_guard = 0;
     uint32_t frames_without_gyro = 0;  ///< since the stream's start

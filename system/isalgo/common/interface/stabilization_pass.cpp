@@ -4,6 +4,7 @@
 #include "base/eis_log.hpp"
 #include "interface/context_check.hpp"
 #include "interface/eis_context.hpp"
+#include "interface/mode_output.hpp"
 #include "interface/warp_output.hpp"
 #include "validation/pass_validation.hpp"
 
@@ -47,11 +48,29 @@ void write_output(const eis_context& context, const EisResult& result, const Sto
     output.output_valid = true;
 }
 
-uint32_t stabilize_process(eis_context& context, const is_input_stabilize& input,
-                           is_output_stabilize& output) {
+// The image-based correction of the frame; invalid while there is none.
+DisEntry dis_entry(eis_context& context) {
+    DisEntry entry;
+    DisStabilizer* dis = context._stabilize->_dis.get();
+    if (dis != nullptr &&
+        dis->update(context.frames_without_gyro != 0, context.distortion.stage.filter_inputs(),
+                    entry) != EIS_SUCCESS) {
+        EIS_ERR("IS0002", "_stabilize->_dis.update() failed");
+        EIS_ERR("IS0002", "dis_update_and_process() failed");
+    }
+    return entry;
+}
+
+void stabilize_process(eis_context& context, const is_input_stabilize& input,
+                       is_output_stabilize& output) {
+    if (context.is_robust_mode()) {
+        stabilize_robustly(context, input, output);
+        return;
+    }
+    const DisEntry dis = dis_entry(context);
     EisResult result;
     const uint32_t status = context._stabilize->eis.update_and_process(
-        context.frames_without_gyro != 0, input.frame_id, input.active_sensor_idx, result);
+        context.frames_without_gyro != 0, input, dis, result);
     if (status != EIS_SUCCESS) {
         EIS_ERR("IS0002", "eis_update_and_process() failed");
     }
@@ -59,13 +78,13 @@ uint32_t stabilize_process(eis_context& context, const is_input_stabilize& input
     const StoredOutputRing& stored = *context.distortion.grid_buffer;
     if (status == EIS_SUCCESS && result.valid && !stored.is_empty() && stored.oldest().is_filled) {
         write_output(context, result, stored.oldest(), output);
+        apply_operation_mode(context, output);
     }
     context._prev_frame_id_stab = input.frame_id;
     context.prev_sof = input.frame_time_input.sof;
     context.prev_frame_time = input.frame_time_input.frame_time;
     context.first_frame = false;
     context.prev_sensor_idx = input.active_sensor_idx;
-    return EIS_SUCCESS;
 }
 
 }  // namespace
@@ -78,8 +97,10 @@ uint32_t eis_internal_process_stabilize(eis_context* context, const is_input_sta
     }
     EIS_CHECK_ENTRY(context, input != nullptr && output != nullptr);
     const uint32_t status = steadywarp::is_valid_process_input_stabilize(*context, *input, *output);
-    if (status != EIS_SUCCESS) {
+    const bool can_go_on = context->is_robust_mode() && context->_stabilize != nullptr;
+    if (status != EIS_SUCCESS && !can_go_on) {
         return status;
     }
-    return steadywarp::stabilize_process(*context, *input, *output);
+    steadywarp::stabilize_process(*context, *input, *output);
+    return EIS_SUCCESS;
 }

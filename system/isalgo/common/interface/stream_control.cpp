@@ -52,7 +52,7 @@ void eis_internal_reset_state(eis_context& context) {
     }
     context.distortion.stage.reset();
     if (context._stabilize != nullptr) {
-        context._stabilize->eis.reset();
+        context._stabilize->reset();
     }
 }
 

@@ -20,6 +20,10 @@ constexpr uint32_t kLongestOisPeriodUs = 10000;
 // A lens-shift stream this far behind the gyroscope starts over.
 constexpr int64_t kOisRestartUs = 200000;
 
+// So does a lens-position stream; each of its intervals begins this much before what it must cover.
+constexpr int64_t kIfovcRestartUs = 200000;
+constexpr int64_t kIfovcLeadUs = 3000;
+
 // A twentieth more than `value`, for clocks that do not agree.
 int64_t with_reserve(uint32_t value) {
     return cut_to_i64(value * 1.05);
@@ -68,14 +72,35 @@ is_time_interval ois_interval(const SensorDataHandler& ois, const is_frame_times
     int64_t first = 0;
     if (last_taken == 0 || behind > kOisRestartUs) {
         const int64_t early = std::min<int64_t>(sensor.ois_offset - half_exposure, 0);
-        first = std::max<int64_t>(moved_us(times.sof, early - guard - 2 * period), 0);
+        first = moved_us(times.sof, early - guard - 2 * period);
     } else {
         first = moved_us(std::min(last_taken, gyro.first_ts), -2 * period);
     }
+    first = std::max<int64_t>(first, 0);
     const int64_t last =
         std::max(moved_us(gyro.last_ts, 7 * period),
                  moved_us(static_cast<uint64_t>(first), std::min<int64_t>(2 * period, 5000)));
     return {static_cast<uint64_t>(first), static_cast<uint64_t>(last)};
+}
+
+is_time_interval ifovc_interval(const SensorDataHandler& ifovc, const is_frame_times& times,
+                                const sensor_runtime_record& sensor, const is_time_interval& gyro) {
+    const uint64_t last_taken = ifovc.last_sample().ts;
+    // The moment from which on the frame needs samples.
+    uint64_t begin = gyro.first_ts;
+    if (last_taken == 0 || last_taken < gyro.first_ts) {
+        const int64_t behind = static_cast<int64_t>(gyro.first_ts - last_taken);
+        if (last_taken != 0 && behind <= kIfovcRestartUs) {
+            begin = last_taken;
+        } else {
+            const int64_t half_exposure = cut_to_i64(times.exposure_time * 0.5);
+            const int64_t guard = cut_to_i64(times.frame_time * 0.1);
+            const int64_t early = std::min<int64_t>(sensor.ifovc_offset - half_exposure, 0);
+            begin =
+                static_cast<uint64_t>(std::max(moved_us(times.sof, early - guard), kIfovcLeadUs));
+        }
+    }
+    return {clock_us(moved_us(begin, -kIfovcLeadUs)), std::max(gyro.last_ts, begin)};
 }
 
 }  // namespace
@@ -103,7 +128,13 @@ uint32_t eis_internal_get_time_intervals(eis_context* context, const is_frame_ti
                                                   intervals->gyro);
         ois.set_requested_interval(intervals->ois);
     }
-    return status;
+    if (context->_samplers.has_ifovc(sensor_idx)) {
+        steadywarp::SensorDataHandler& ifovc = *context->_samplers.ifovc->handler(sensor_idx);
+        intervals->ifovc = steadywarp::ifovc_interval(
+            ifovc, *frame_times, context->sensors[sensor_idx], intervals->gyro);
+        ifovc.set_requested_interval(intervals->ifovc);
+    }
+    return EIS_SUCCESS;
 }
 
 uint32_t eis_internal_get_gyro_samples_time_interval(eis_context* context,

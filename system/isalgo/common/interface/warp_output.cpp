@@ -13,14 +13,18 @@ constexpr uint32_t kFullConfidence = 256;
 void write_matrix(const Matrix3& homography, uint32_t width, uint32_t height,
                   NcLibWarpMatrices& out) {
     const Point2 center = {(width - 1.0) / 2.0, (height - 1.0) / 2.0};
-    const Matrix3 centered = seen_from(homography, center);
+    write_centered_matrix(seen_from(homography, center), width, height, out);
+}
+
+void write_centered_matrix(const Matrix3& homography, uint32_t width, uint32_t height,
+                           NcLibWarpMatrices& out) {
     out.enable = true;
     out.transformDefinedOn = {width, height};
     out.centerType = CENTERED;
     out.confidence = kFullConfidence;
     out.numRows = 1;
     out.numColumns = 1;
-    std::transform(centered.begin(), centered.end(), out.perspMatrices[0].T,
+    std::transform(homography.begin(), homography.end(), out.perspMatrices[0].T,
                    [](double element) { return static_cast<float>(element); });
 }
 

@@ -16,6 +16,10 @@ namespace steadywarp {
 void write_matrix(const Matrix3& homography, uint32_t width, uint32_t height,
                   NcLibWarpMatrices& out);
 
+/// As write_matrix(), with a homography that acts on pixels from the centre of the picture.
+void write_centered_matrix(const Matrix3& homography, uint32_t width, uint32_t height,
+                           NcLibWarpMatrices& out);
+
 /// Write a grid; `out.grid` has room for 945 points.
 void write_grid(const Grid& grid, NcLibWarpGrid& out);
 

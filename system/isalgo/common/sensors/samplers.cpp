@@ -46,26 +46,50 @@ eis_context_samplers::eis_context_samplers(const is_init_common_data& common,
         status = EIS_ERROR_NO_MEMORY;
         return;
     }
+    const IFOVCInitInfo ifovc_info(common, sensors, num_sensors);
     const OISInitInfo ois_info(common, sensors, num_sensors);
-    if (common.is_ois_enabled && ois_info.num_enabled_sensors() != 0) {
-        ois = allocate<OISHandler>(ois_info, kOisMaxHalf, own_status);
-        if (ois == nullptr) {
-            own_status = EIS_ERROR_NO_MEMORY;
-        }
-        if (own_status != EIS_SUCCESS) {
-            EIS_ERR("IS0002", "Failed to construct OISShiftsDataHandler()");
-            status = own_status;
-            return;
-        }
-        _ois_samples = allocate_array<Point2>(_num_interp_points);
-        if (_ois_samples == nullptr) {
-            EIS_ERR("IS0002", "Failed to allocate _ois_samples");
-            status = EIS_ERROR_NO_MEMORY;
-            return;
-        }
+    const bool wants_ifovc = common.is_ifovc_enabled && ifovc_info.num_enabled_sensors() != 0;
+    const bool wants_ois = common.is_ois_enabled && ois_info.num_enabled_sensors() != 0;
+    if ((wants_ifovc && !build_ifovc(ifovc_info, status)) ||
+        (wants_ois && !build_ois(ois_info, status))) {
+        return;
     }
     _start_guard = kStartGuard;
     _end_guard = kEndGuard;
+}
+
+bool eis_context_samplers::build_ifovc(const IFOVCInitInfo& info, uint32_t& status) {
+    uint32_t own_status = EIS_SUCCESS;
+    ifovc = allocate<IFOVCHandler>(info, own_status);
+    if (ifovc == nullptr || own_status != EIS_SUCCESS) {
+        EIS_ERR("IS0002", "Failed to construct IFOVCDataHandler()");
+        status = ifovc == nullptr ? uint32_t{EIS_ERROR_NO_MEMORY} : own_status;
+        return false;
+    }
+    _ifovc_scales = allocate_array<double>(_num_interp_points);
+    if (_ifovc_scales == nullptr) {
+        EIS_ERR("IS0002", "Failed to allocate _ifovc_scales");
+        status = EIS_ERROR_NO_MEMORY;
+        return false;
+    }
+    return true;
+}
+
+bool eis_context_samplers::build_ois(const OISInitInfo& info, uint32_t& status) {
+    uint32_t own_status = EIS_SUCCESS;
+    ois = allocate<OISHandler>(info, kOisMaxHalf, own_status);
+    if (ois == nullptr || own_status != EIS_SUCCESS) {
+        EIS_ERR("IS0002", "Failed to construct OISShiftsDataHandler()");
+        status = ois == nullptr ? uint32_t{EIS_ERROR_NO_MEMORY} : own_status;
+        return false;
+    }
+    _ois_samples = allocate_array<Point2>(_num_interp_points);
+    if (_ois_samples == nullptr) {
+        EIS_ERR("IS0002", "Failed to allocate _ois_samples");
+        status = EIS_ERROR_NO_MEMORY;
+        return false;
+    }
+    return true;
 }
 
 void eis_context_samplers::reset() {
@@ -73,6 +97,9 @@ void eis_context_samplers::reset() {
     scene.reset();
     if (ois != nullptr) {
         ois->reset();
+    }
+    if (ifovc != nullptr) {
+        ifovc->reset();
     }
 }
 

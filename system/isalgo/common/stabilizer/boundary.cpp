@@ -52,17 +52,29 @@ void measure_extents(const BorderPoints& source, BoundingBox& box) {
 }  // namespace
 
 void compute_boundary(const RowAngles& row_angles, const FrameOptics& optics, const Camera& camera,
-                      const FilterInput& frame_input, const BorderPoints* start_points,
-                      BoundingBox& out) {
+                      const FilterInput& frame_input, const PictureTransforms& transforms,
+                      const BorderPoints* start_points, BoundingBox& out) {
     const BorderPoints source =
         start_points != nullptr ? *start_points : frame_border(frame_input.windows);
+    const Point2 center = {static_cast<double>((camera.width - 1) / 2),
+                           static_cast<double>((camera.height - 1) / 2)};
     for (uint32_t i = 0; i < kBorderPoints; ++i) {
         const uint32_t row = time_row_of(source[i].y, camera.height);
-        const Matrix3 back =
-            rotation_to_homography(camera, -row_angles[row], frame_input.windows.scale);
+        Matrix3 back = rotation_to_homography(camera, -row_angles[row], frame_input.windows.scale);
+        for (const Matrix3* inverse : {transforms.dis_inverse, transforms.sat_inverse}) {
+            if (inverse != nullptr) {
+                back = multiply(back, *inverse);
+            }
+        }
         Point2 point = source[i];
+        if (optics.row_scales != nullptr) {
+            point = scaled_about(center, point, (*optics.row_scales)[row]);
+        }
         if (optics.lens != nullptr) {
             point = optics.lens->apply(point, (*optics.row_shifts)[row]);
+        }
+        if (optics.distortion.in2out != nullptr) {
+            point = optics.distortion.undistort(point, frame_input.windows);
         }
         out.points[i] = map_point(back, point);
     }

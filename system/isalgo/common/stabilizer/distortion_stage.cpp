@@ -7,6 +7,7 @@
 #include "base/allocation.hpp"
 #include "base/eis_log.hpp"
 #include "filter/breach_control.hpp"
+#include "stabilizer/forward_mapping.hpp"
 #include "stabilizer/row_search.hpp"
 
 namespace steadywarp {
@@ -65,6 +66,54 @@ double pixel_distance(const Point2& a, const Point2& b) {
     return std::sqrt(dx * dx + dy * dy);
 }
 
+// What one time row of a frame saw through.
+struct RowState {
+    Vec3<double> angle;
+    Point2 shift;
+    double scale;
+};
+using RowStates = std::array<RowState, kTimeRows>;
+
+RowState state_of_row(const Vec3<double>& angle, const FrameOptics& optics, uint32_t row) {
+    return {angle, optics.lens != nullptr ? (*optics.row_shifts)[row] : Point2{},
+            optics.row_scales != nullptr ? (*optics.row_scales)[row] : 1.0};
+}
+
+// The part `alpha` of it.
+RowState weakened(const RowState& row, double alpha) {
+    return {row.angle * alpha,
+            {row.shift.x * alpha, row.shift.y * alpha},
+            (1.0 - alpha) + alpha * row.scale};
+}
+
+ForwardRows forward_rows(const RowStates& rows, const Camera& camera,
+                         const frame_geometry_windows& windows) {
+    ForwardRows out;
+    for (uint32_t r = 0; r < kTimeRows; ++r) {
+        out[r] = {rotation_to_homography(camera, -rows[r].angle, windows.scale),
+                  rotation_to_homography(camera, rows[r].angle, windows.scale), rows[r].shift,
+                  rows[r].scale};
+    }
+    return out;
+}
+
+// From an output point through the turned camera and its lens to the sensor; focus comes last.
+RowHomographies inverse_rows(const RowStates& rows, const Camera& camera,
+                             const frame_geometry_windows& windows, const FrameOptics& optics,
+                             const Point2& scale_center) {
+    RowHomographies out;
+    for (uint32_t r = 0; r < kTimeRows; ++r) {
+        out[r] = rotation_to_homography(camera, rows[r].angle, windows.scale);
+        if (optics.lens != nullptr) {
+            out[r] = multiply(optics.lens->get_matrix(rows[r].shift), out[r]);
+        }
+        if (optics.row_scales != nullptr) {
+            out[r] = multiply(scale_about(scale_center, 1.0 / rows[r].scale), out[r]);
+        }
+    }
+    return out;
+}
+
 }  // namespace
 
 StabilizerDistortionCorrection::StabilizerDistortionCorrection(const is_init_common_data& common,
@@ -77,10 +126,12 @@ StabilizerDistortionCorrection::StabilizerDistortionCorrection(const is_init_com
       _margin_alpha(common.buffer_delay),
       _ois_rows(common.buffer_delay),
       _ois_valid(common.buffer_delay),
+      _ifovc_rows(common.buffer_delay),
+      _ifovc_valid(common.buffer_delay),
       _distortion_grid(sensors[0].input_width, sensors[0].input_height) {
     if (!_orientations.is_allocated() || !_filter_inputs.is_allocated() ||
         !_row_angles.is_allocated() || !_margin_alpha.is_allocated() || !_ois_rows.is_allocated() ||
-        !_ois_valid.is_allocated()) {
+        !_ois_valid.is_allocated() || !_ifovc_rows.is_allocated() || !_ifovc_valid.is_allocated()) {
         EIS_ERR("IS0004", "Out of Memory");
         status = EIS_ERROR_NO_MEMORY;
         return;
@@ -91,6 +142,13 @@ StabilizerDistortionCorrection::StabilizerDistortionCorrection(const is_init_com
         _cameras[i] = make_camera(sensors[i], ratio);
         if (common.is_ois_enabled && sensors[i].tuning.top.ois_frequency != 0) {
             _ois_operators[i] = make_ois_operator(sensors[i].tuning, status);
+        }
+        const uint32_t ldc_status =
+            init_ldc_grids(sensors[i], sensors[i].input_width, sensors[i].input_height,
+                           _ldc_out2in[i], _ldc_in2out[i]);
+        if (ldc_status != EIS_SUCCESS) {
+            EIS_ERR("IS0002", "Failed to init LDC grids for sensor #%u", i);
+            status = ldc_status;
         }
     }
     if (RscAlpha::is_wanted(sensors[0].camera_position, sensors[0].tuning)) {
@@ -111,6 +169,8 @@ void StabilizerDistortionCorrection::reset() {
     _margin_alpha.clear();
     _ois_rows.clear();
     _ois_valid.clear();
+    _ifovc_rows.clear();
+    _ifovc_valid.clear();
     _previous_orientation = {};
     _current_orientation = {};
     if (_rsc_alpha != nullptr) {
@@ -128,14 +188,20 @@ OISOperator* StabilizerDistortionCorrection::prepare_lens(uint32_t sensor,
 }
 
 void StabilizerDistortionCorrection::update(const Vec3<double>* row_orientations,
-                                            const Point2* row_shifts, bool scene_settled,
-                                            SceneWord scene) {
+                                            const Point2* row_shifts, const double* row_scales,
+                                            bool scene_settled, SceneWord scene) {
     RowShifts shifts;
     if (row_shifts != nullptr) {
         std::copy_n(row_shifts, kTimeRows, shifts.begin());
     }
     _ois_rows.push(shifts);
     _ois_valid.push(row_shifts != nullptr);
+    RowScales scales{};
+    if (row_scales != nullptr) {
+        std::copy_n(row_scales, kTimeRows, scales.begin());
+    }
+    _ifovc_rows.push(scales);
+    _ifovc_valid.push(row_scales != nullptr);
 
     const Vec3<double>& middle = row_orientations[kMiddleRow];
     _orientations.push(middle);
@@ -159,18 +225,37 @@ void StabilizerDistortionCorrection::update(const Vec3<double>* row_orientations
     _row_angles.push(offsets);
 }
 
-FrameOptics StabilizerDistortionCorrection::newest_optics() const {
-    if (!_ois_valid.newest()) {
-        return {};
+FrameOptics StabilizerDistortionCorrection::optics_of(uint32_t index) const {
+    const uint32_t sensor = _filter_inputs[index].sensor;
+    FrameOptics optics;
+    optics.distortion = {_ldc_in2out[sensor].get(), _ldc_out2in[sensor].get()};
+    if (_ois_valid[index]) {
+        optics.lens = _ois_operators[sensor].get();
+        optics.row_shifts = &_ois_rows[index];
     }
-    return {_ois_operators[_filter_inputs.newest().sensor].get(), &_ois_rows.newest()};
+    if (_ifovc_valid[index]) {
+        optics.row_scales = &_ifovc_rows[index];
+    }
+    return optics;
+}
+
+void StabilizerDistortionCorrection::compute_boundary_of(uint32_t index,
+                                                         const PictureTransforms& transforms,
+                                                         BoundingBox& out) const {
+    const FilterInput& input = _filter_inputs[index];
+    const FrameOptics optics = optics_of(index);
+    if (optics.lens != nullptr) {
+        // A lens counts in the windows of the frame that it is asked about.
+        _ois_operators[input.sensor]->update(camera_of(input), input.windows);
+    }
+    compute_boundary(_row_angles[index], optics, camera_of(input), input, transforms,
+                     input.pre_align_valid ? &input.pre_align_points : nullptr, out);
 }
 
 void StabilizerDistortionCorrection::update_rsc_alpha_by_margins() {
     const FilterInput& input = _filter_inputs.newest();
     const Camera& camera = camera_of(input);
-    compute_boundary(_row_angles.newest(), newest_optics(), camera, input,
-                     input.pre_align_valid ? &input.pre_align_points : nullptr, _boundary);
+    compute_boundary_of(_filter_inputs.size() - 1, {}, _boundary);
     const bool fits = check_breach(_boundary, {}, input, camera) ||
                       check_breach(_boundary, input.ois_rotation, input, camera);
     _margin_alpha.push(fits ? 1.0 : 0.0);
@@ -185,19 +270,22 @@ void StabilizerDistortionCorrection::build_grid(Grid& grid) const {
     const FilterInput& input = _filter_inputs.newest();
     const Camera& camera = camera_of(input);
     const RowAngles& angles = _row_angles.newest();
-    const FrameOptics optics = newest_optics();
-    RowHomographies rows;
+    const FrameOptics optics = optics_of(_filter_inputs.size() - 1);
+    RowStates rows;
     for (uint32_t r = 0; r < kTimeRows; ++r) {
-        const Vec3<double> angle = alpha < 1.0 ? angles[r] * alpha : angles[r];
-        rows[r] = rotation_to_homography(camera, angle, input.windows.scale);
-        if (optics.lens != nullptr) {
-            const Point2& shift = (*optics.row_shifts)[r];
-            const Point2 scaled = alpha < 1.0 ? Point2{shift.x * alpha, shift.y * alpha} : shift;
-            // The lens stands between the turned camera and its sensor.
-            rows[r] = multiply(optics.lens->get_matrix(scaled), rows[r]);
+        rows[r] = state_of_row(angles[r], optics, r);
+        if (alpha < 1.0) {
+            rows[r] = weakened(rows[r], alpha);
         }
     }
-    map_by_row_search(rows, grid);
+    const Point2 scale_center = {static_cast<double>(camera.width / 2),
+                                 static_cast<double>(camera.height / 2)};
+    if (optics.distortion.in2out != nullptr) {
+        map_forward(forward_rows(rows, camera, input.windows),
+                    {optics.distortion, optics.lens, input.windows, scale_center}, grid);
+    } else {
+        map_by_row_search(inverse_rows(rows, camera, input.windows, optics, scale_center), grid);
+    }
 }
 
 uint32_t StabilizerDistortionCorrection::dist_correction_process(uint32_t width, uint32_t height,
@@ -227,7 +315,8 @@ uint32_t StabilizerDistortionCorrection::dist_correction_process(uint32_t width,
 uint32_t StabilizerDistortionCorrection::update_in_termination_mode(uint32_t frame_id) {
     const bool has_frame = _orientations.repeat_newest() && _filter_inputs.repeat_newest() &&
                            _row_angles.repeat_newest() && _margin_alpha.repeat_newest() &&
-                           _ois_rows.repeat_newest() && _ois_valid.repeat_newest();
+                           _ois_rows.repeat_newest() && _ois_valid.repeat_newest() &&
+                           _ifovc_rows.repeat_newest() && _ifovc_valid.repeat_newest();
     if (!has_frame) {
         return EIS_ERROR_GENERAL;
     }

@@ -39,12 +39,17 @@ class StabilizerDistortionCorrection {
     /// Take in the newest frame's row orientations (kTimeRows of them) as offsets from its middle.
     ///
     /// @param row_shifts raw lens shift per row; NULL if the frame's sensor has no such stream.
-    void update(const Vec3<double>* row_orientations, const Point2* row_shifts, bool scene_settled,
-                SceneWord scene);
+    /// @param row_scales of the field of view per row; NULL likewise.
+    void update(const Vec3<double>* row_orientations, const Point2* row_shifts,
+                const double* row_scales, bool scene_settled, SceneWord scene);
 
     /// Compute the newest frame's boundary, and switch its rolling-shutter correction off if that
     /// alone pushes the crop off the sensor.
     void update_rsc_alpha_by_margins();
+
+    /// Compute the boundary of frame `index`, counted from the oldest, from what is stored of it.
+    void compute_boundary_of(uint32_t index, const PictureTransforms& transforms,
+                             BoundingBox& out) const;
 
     /// Build the newest frame's grid and its alignment with the frame before.
     ///
@@ -67,6 +72,8 @@ class StabilizerDistortionCorrection {
     const Camera* cameras() const { return _cameras.data(); }
     const Camera& camera_of(const FilterInput& input) const { return _cameras[input.sensor]; }
     const RscAlpha* rsc_alpha() const { return _rsc_alpha.get(); }
+    /// What stood before the sensor in a frame, counted from the oldest. Points into the rings.
+    FrameOptics optics_of(uint32_t index) const;
 
     /// The newest frame's grid.
     const Grid& distortion_grid() const { return _distortion_grid; }
@@ -76,7 +83,6 @@ class StabilizerDistortionCorrection {
     float cvp_motion_index_raw() const { return _cvp_motion_index_raw; }
 
   private:
-    FrameOptics newest_optics() const;
     void build_grid(Grid& grid) const;
 
     static constexpr double kUnset = std::numeric_limits<double>::quiet_NaN();
@@ -90,10 +96,15 @@ class StabilizerDistortionCorrection {
     RingBuffer<double> _margin_alpha;  ///< 0: the frame's grid is the identity
     RingBuffer<RowShifts> _ois_rows;
     RingBuffer<bool> _ois_valid;
+    RingBuffer<RowScales> _ifovc_rows;
+    RingBuffer<bool> _ifovc_valid;
     BoundingBox _boundary;
     std::unique_ptr<RscAlpha> _rsc_alpha;
     std::array<Camera, EIS_MAX_NUM_SENSORS> _cameras;
     std::array<std::unique_ptr<OISOperator>, EIS_MAX_NUM_SENSORS> _ois_operators;
+    // Both or neither of a sensor.
+    std::array<std::unique_ptr<Grid>, EIS_MAX_NUM_SENSORS> _ldc_out2in;
+    std::array<std::unique_ptr<Grid>, EIS_MAX_NUM_SENSORS> _ldc_in2out;
     Grid _distortion_grid;
     Matrix3 _alignment = kIdentity3;
     float _cvp_motion_index_raw = 0.0f;

@@ -12,7 +12,9 @@
 #include "base/vec3.hpp"
 #include "filter/filter.hpp"
 #include "filter/frame_records.hpp"
+#include "stabilizer/dis_stabilizer.hpp"
 #include "stabilizer/distortion_stage.hpp"
+#include "stabilizer/sat_entry.hpp"
 #include "steadywarp/eis.h"
 
 namespace steadywarp {
@@ -29,13 +31,16 @@ struct EisResult {
 
 class EisStabilizer {
   public:
+    /// @param dis_delay frames by which an image-based correction comes late.
     /// @param stage borrowed; must outlive the stabilizer.
     EisStabilizer(const is_init_common_data& common, const is_init_sensor_data* sensors,
-                  uint32_t num_sensors, const StabilizerDistortionCorrection& stage,
-                  uint32_t& status);
+                  uint32_t num_sensors, uint32_t dis_delay,
+                  const StabilizerDistortionCorrection& stage, uint32_t& status);
 
-    /// Add the newest frame of the stage. @return the filter's status if it refuses.
-    uint32_t update();
+    /// Add the newest frame of the stage, with its alignment. An image-based correction belongs to
+    /// a frame `dis_delay` frames back, whose boundary is then computed once more.
+    /// @return the filter's status if it refuses.
+    uint32_t update(const SatEntry& sat, const DisEntry& dis);
 
     /// Repeat the newest frame, when samples have ended.
     /// @return EIS_ERROR_GENERAL if there is none.
@@ -43,21 +48,27 @@ class EisStabilizer {
 
     /// Run one frame. `result.valid` tells whether one came out.
     ///
-    /// @param is_terminating frames come without samples.
-    /// @param frame_id,sensor of the input, for the messages.
-    uint32_t update_and_process(bool is_terminating, uint32_t frame_id, uint32_t sensor,
-                                EisResult& result);
+    /// @param is_terminating frames come without samples; as long as corrections come, the newest
+    ///        frame is taken for a new one.
+    uint32_t update_and_process(bool is_terminating, const is_input_stabilize& input,
+                                const DisEntry& dis, EisResult& result);
 
     /// Forget all frames; for a new stream.
     void reset();
 
     const Filter& filter() const { return *_filter; }
     float newest_blur() const { return _blur.newest(); }
+    const BoxRing& boxes() const { return _boxes; }
+    /// The alignment of the frame that comes out next; the identity if there is none.
+    SatEntry oldest_sat() const { return _sat_ring.is_empty() ? SatEntry{} : _sat_ring.oldest(); }
 
   private:
     uint32_t init_filter(const is_init_common_data& common, const is_init_sensor_data* sensors,
                          uint32_t num_sensors);
     float measure_blur() const;
+    void update_boxes(const DisEntry& dis);
+    uint32_t process(const is_input_stabilize& input, EisResult& result);
+    Matrix3 with_picture_transforms(const Matrix3& rotation) const;
     FrameRings rings() const { return {_stage.orientations(), _boxes, _stage.filter_inputs()}; }
 
     const StabilizerDistortionCorrection& _stage;
@@ -65,6 +76,9 @@ class EisStabilizer {
     RingBuffer<float> _blur;  ///< pixels that the picture travels during the exposure
     std::unique_ptr<Filter> _filter;
     RingBuffer<BoundingBox> _boxes;
+    RingBuffer<SatEntry> _sat_ring;  ///< no room at all without spatial alignment
+    RingBuffer<DisEntry> _dis_ring;  ///< no room at all without image-based correction
+    uint32_t _dis_delay;
     Vec3<double> _previous_target;
     bool _first_output = true;
 };

@@ -40,6 +40,18 @@ struct Grid {
     /// Map every node to itself.
     void set_identity();
 
+    /// Take over a warp sampled by the warp hardware's grids, whose nodes are those of this lattice
+    /// or of one inside it.
+    ///
+    /// With 35 columns every node is taken. With 33 the nodes span the frame alone, with 67 they
+    /// stand twice as dense and every second one inside the frame is taken; the ring outside is
+    /// then continued by polynomials of degree 5 through the six nearest nodes, along the row, the
+    /// column, or at a corner the diagonal.
+    ///
+    /// @param source row by row, counted from the centre of a picture of `size_x` by `size_y`.
+    void uniform_poly_extarp(const NcLibWarpGridCoord* source, uint32_t rows, uint32_t columns,
+                             uint32_t size_x, uint32_t size_y);
+
     /// The warp at `point`, bilinear between the four nodes around it; beyond the lattice the
     /// border cell goes on.
     Point2 lookup(const Point2& point) const;

@@ -159,48 +159,57 @@ bool is_valid_window_regions(const is_window_regions& regions) {
     return is_valid;
 }
 
-bool is_valid_pre_eis_transform_margins_reduction(const NcLibWarp* warp) {
-    if (warp == nullptr || (!warp->grid.enable && !warp->matrices.enable)) {
-        return true;
+uint32_t find_upstream_faults(const NcLibWarp& warp) {
+    if (!warp.grid.enable && !warp.matrices.enable) {
+        return 0;
     }
-    uint32_t faults = 0;
-    if (warp->direction != OUT_2_IN) {
+    uint32_t faults = warp.direction != OUT_2_IN ? uint32_t{kUpstreamDirection} : 0;
+    if (warp.grid.enable) {
+        faults |= warp.grid.grid == nullptr ? uint32_t{kUpstreamGridMissing} : 0;
+        faults |=
+            is_virtual_domain(warp.grid.transformDefinedOn) ? 0 : uint32_t{kUpstreamGridNotVirtual};
+    }
+    if (warp.matrices.enable) {
+        const NcLibWarpMatrices& matrices = warp.matrices;
+        faults |= matrices.perspMatrices == nullptr ? uint32_t{kUpstreamMatricesMissing} : 0;
+        faults |= is_virtual_domain(matrices.transformDefinedOn)
+                      ? 0
+                      : uint32_t{kUpstreamMatricesNotVirtual};
+        faults |= matrices.numRows == 1 && matrices.numColumns == 1
+                      ? 0
+                      : uint32_t{kUpstreamTooManyMatrices};
+    }
+    return faults;
+}
+
+bool is_valid_pre_eis_transform_margins_reduction(const NcLibWarp* warp) {
+    const uint32_t faults = warp != nullptr ? find_upstream_faults(*warp) : 0;
+    if ((faults & kUpstreamDirection) != 0) {
         EIS_ERR("IS0003", "Invalid pre_eis_transform_margins_reduction direction: %u",
                 warp->direction);
-        ++faults;
     }
-    if (warp->grid.enable) {
-        if (warp->grid.grid == nullptr) {
-            EIS_ERR("IS0003",
-                    "NULL pointer: pre_eis_transform_margins_reduction->grid.grid direction");
-            ++faults;
-        }
-        if (!is_virtual_domain(warp->grid.transformDefinedOn)) {
-            EIS_ERR("IS0003",
-                    "pre_eis_transform_margins_reduction->grid is not in virtual domain, need to "
-                    "call NcLibWarpConvertToVirtualDomain() API before calling EIS process");
-            ++faults;
-        }
+    if ((faults & kUpstreamGridMissing) != 0) {
+        EIS_ERR("IS0003", "NULL pointer: pre_eis_transform_margins_reduction->grid.grid direction");
     }
-    if (warp->matrices.enable) {
-        if (warp->matrices.perspMatrices == nullptr) {
-            EIS_ERR("IS0003",
-                    "NULL pointer: pre_eis_transform_margins_reduction->matrices.perspMatrices");
-            ++faults;
-        }
-        if (!is_virtual_domain(warp->matrices.transformDefinedOn)) {
-            EIS_ERR("IS0003",
-                    "pre_eis_transform_margins_reduction->matrices is not in virtual domain, need "
-                    "to call NcLibWarpConvertToVirtualDomain() API before calling EIS process");
-            ++faults;
-        }
-        if (warp->matrices.numRows != 1 || warp->matrices.numColumns != 1) {
-            EIS_ERR("IS0003",
-                    "Too many matrices were defined, current implementation only supports single "
-                    "matrix. (numRows, numColumns): (%u, %u)",
-                    warp->matrices.numRows, warp->matrices.numColumns);
-            return false;
-        }
+    if ((faults & kUpstreamGridNotVirtual) != 0) {
+        EIS_ERR("IS0003",
+                "pre_eis_transform_margins_reduction->grid is not in virtual domain, need to "
+                "call NcLibWarpConvertToVirtualDomain() API before calling EIS process");
+    }
+    if ((faults & kUpstreamMatricesMissing) != 0) {
+        EIS_ERR("IS0003",
+                "NULL pointer: pre_eis_transform_margins_reduction->matrices.perspMatrices");
+    }
+    if ((faults & kUpstreamMatricesNotVirtual) != 0) {
+        EIS_ERR("IS0003",
+                "pre_eis_transform_margins_reduction->matrices is not in virtual domain, need "
+                "to call NcLibWarpConvertToVirtualDomain() API before calling EIS process");
+    }
+    if ((faults & kUpstreamTooManyMatrices) != 0) {
+        EIS_ERR("IS0003",
+                "Too many matrices were defined, current implementation only supports single "
+                "matrix. (numRows, numColumns): (%u, %u)",
+                warp->matrices.numRows, warp->matrices.numColumns);
     }
     return faults == 0;
 }

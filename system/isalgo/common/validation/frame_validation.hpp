@@ -34,6 +34,19 @@ bool is_valid_crop_roi(const is_crop_window& window);
 /// Test a frame's windows. A bad image_sensor_crop is reported and accepted.
 bool is_valid_window_regions(const is_window_regions& regions);
 
+/// What is wrong with a transform applied upstream; a bit each.
+enum UpstreamFault : uint32_t {
+    kUpstreamDirection = 1,
+    kUpstreamGridMissing = 2,
+    kUpstreamGridNotVirtual = 4,
+    kUpstreamMatricesMissing = 8,
+    kUpstreamMatricesNotVirtual = 16,
+    kUpstreamTooManyMatrices = 32
+};
+
+/// Find the faults of an upstream transform, without a word. @return UpstreamFault bits.
+uint32_t find_upstream_faults(const NcLibWarp& warp);
+
 /// Test the transform applied upstream. NULL, and a warp with no part enabled, are fine.
 bool is_valid_pre_eis_transform_margins_reduction(const NcLibWarp* warp);
 

@@ -191,7 +191,6 @@ FaultCounts is_valid_init_input_internal(const is_init_common_data& common,
         }
     }
     is_valid_init_streams(common, sensors, num_sensors, counts);
-    is_supported_init_input(common, sensors, num_sensors, counts);
     return counts;
 }
 

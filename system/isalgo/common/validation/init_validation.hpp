@@ -31,8 +31,4 @@ void is_valid_init_ifovc(const is_tessaline_info_s& tuning, uint32_t index, Faul
 void is_valid_init_dis(const is_tessaline_info_s& tuning, const is_tessaline_info_s& first_sensor,
                        uint32_t index, FaultCounts& counts);
 
-/// Refuse what this version of the library does not do yet, one line each.
-void is_supported_init_input(const is_init_common_data& common, const is_init_sensor_data* sensors,
-                             uint32_t num_sensors, FaultCounts& counts);
-
 }  // namespace steadywarp

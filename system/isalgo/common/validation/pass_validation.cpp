@@ -45,6 +45,20 @@ bool runs_on_errors(const eis_context& context) {
     return context.operation_mode == IS_OPT_CALIBRATION_ASYMMETRIC_ROBUST;
 }
 
+bool is_valid_ifovc_samples(const eis_context_samplers& samplers,
+                            const is_input_distortion_correction& input) {
+    if (samplers.ifovc != nullptr) {
+        return samplers.ifovc->is_valid(input.ifovc, input.active_sensor_idx, input.frame_id);
+    }
+    if (input.ifovc.num_elements != 0) {
+        EIS_ERR("IS0003",
+                "%s: frame_id %u : Sensor #%u is disabled but %u samples were received. Samples "
+                "will be ignored",
+                "iFOVC", input.frame_id, input.active_sensor_idx, input.ifovc.num_elements);
+    }
+    return true;
+}
+
 }  // namespace
 
 bool is_valid_samples(const eis_context_samplers& samplers,
@@ -61,6 +75,10 @@ bool is_valid_samples(const eis_context_samplers& samplers,
         EIS_ERR("IS0002", "Errors in OIS samples were found");
         ++errors;
     }
+    if (!is_valid_ifovc_samples(samplers, input)) {
+        EIS_ERR("IS0002", "Errors in iFOVC samples were found");
+        ++errors;
+    }
     if (samplers.has_ois(input.active_sensor_idx) &&
         (input.gyro.num_elements == 0) != (input.ois.num_elements == 0)) {
         EIS_ERR("IS0019",
@@ -70,11 +88,14 @@ bool is_valid_samples(const eis_context_samplers& samplers,
                 input.gyro.num_elements);
         ++errors;
     }
-    if (input.ifovc.num_elements != 0) {
-        EIS_ERR("IS0003",
-                "%s: frame_id %u : Sensor #%u is disabled but %u samples were received. Samples "
-                "will be ignored",
-                "iFOVC", input.frame_id, input.active_sensor_idx, input.ifovc.num_elements);
+    if (samplers.has_ifovc(input.active_sensor_idx) &&
+        (input.gyro.num_elements == 0) != (input.ifovc.num_elements == 0)) {
+        EIS_ERR("IS0019",
+                "frame_id %u : Sensor #%u : iFOVC and Gyro samples mismatch. iFOVC (%u) or gyro "
+                "(%u) samples are missing",
+                input.frame_id, input.active_sensor_idx, input.ifovc.num_elements,
+                input.gyro.num_elements);
+        ++errors;
     }
     if (errors != 0) {
         EIS_ERR("IS0002", "Frame id %u: Number of errors found: %u", input.frame_id, errors);
@@ -191,6 +212,12 @@ uint32_t is_valid_first_frame(const eis_context& context,
             return EIS_ERROR_INVALID_INPUT;
         }
     }
+    if (context._samplers.has_ifovc(input.active_sensor_idx) && input.ifovc.num_elements == 0) {
+        EIS_ERR("IS0003", "Invalid first frame, no iFOVC data!");
+        if (!runs_on_errors(context)) {
+            return EIS_ERROR_INVALID_INPUT;
+        }
+    }
     return EIS_SUCCESS;
 }
 
@@ -215,6 +242,11 @@ void is_valid_stab_input(const eis_context& context, const is_input_stabilize& i
                               context.is_sensor_switch(input.active_sensor_idx))) {
         EIS_ERR("IS0003", "Invalid frame time");
         ++counts.errors;
+    }
+    if (context._stabilize != nullptr && context._stabilize->_dis != nullptr &&
+        !is_valid_motion_vectors(input.dis_motion_vectors, input.frame_id, context.first_frame)) {
+        EIS_ERR("IS0003", "Invalid motion vectors, DIS will be disabled for this frame");
+        ++counts.warnings;
     }
 }
 
