@@ -394,12 +394,3 @@ uint64_t ParameterBinaryFile::GetReadCount() {
     const ParameterScopedLock lock(m_lock, false);
     return m_reads;
 }
-
-bool ParameterBinaryFile::HasChanged() {
-    const ParameterScopedLock lock(m_lock, false);
-    if (m_modified) {
-        return true;
-    }
-    struct stat status = {};
-    return stat(m_name, &status) == 0 && !SameTime(status.st_mtim, m_modificationTime);
-}

@@ -209,10 +209,7 @@ bool ParameterFileSymbolTable::ReadTable(const TableImage& image, bool isModule)
         }
     }
     NumberGroups(table, counters.get());
-    if (isModule) {
-        CollectModuleData(table);
-    }
-    return true;
+    return !isModule || CollectModuleData(table);
 }
 
 // One turn of the pass. A record whose ID is out of range keeps the position where it is, so that
@@ -232,10 +229,6 @@ bool ParameterFileSymbolTable::ReadRecord(const TableImage& image, bool isModule
         return true;
     }
     EntryData& lookup = table.lookup[id];
-    // A second record with this ID takes the first one's place, in the counts too.
-    if (lookup.duplicateGroup != 0 && lookup.duplicateGroup <= table.count) {
-        --counters[lookup.duplicateGroup];
-    }
     lookup.pos = *pos;
     ParameterFileSymbolTableEntry& entry = table.entries[id];
     entry.Init(this);
@@ -245,7 +238,7 @@ bool ParameterFileSymbolTable::ReadRecord(const TableImage& image, bool isModule
     if (lookup.duplicateGroup != 0 && lookup.duplicateGroup <= table.count) {
         ++counters[lookup.duplicateGroup];
     }
-    return true;
+    return !entry.IsOutOfMemory();
 }
 
 void ParameterFileSymbolTable::NumberGroups(Table& table, uint32_t* counters) {
@@ -264,14 +257,17 @@ void ParameterFileSymbolTable::NumberGroups(Table& table, uint32_t* counters) {
     }
 }
 
-void ParameterFileSymbolTable::CollectModuleData(Table& table) {
-    m_moduleData.SetIncrement(table.count);
+bool ParameterFileSymbolTable::CollectModuleData(Table& table) {
+    if (!m_moduleData.Reserve(table.count)) {
+        PARAMETER_LOG_ERROR(Logger(), "Failed to allocate module data list\n");
+        return false;
+    }
     for (uint32_t id = 1; id <= table.count; ++id) {
-        ModuleData* data = table.entries[id].TakeModuleData();
-        if (data != nullptr && !m_moduleData.Add(data)) {
-            delete data;
+        if (ModuleData* data = table.entries[id].TakeModuleData()) {
+            m_moduleData.Add(data);
         }
     }
+    return true;
 }
 
 // ---- Finding ----

@@ -91,6 +91,7 @@ void ParameterFileSymbolTableEntry::Init(ParameterFileSymbolTable* table) {
     FreePayload();
     delete m_moduleData;
     m_moduleData = nullptr;
+    m_outOfMemory = false;
     m_id = 0;
     m_duplicateId = 0;
     m_table = table;
@@ -103,6 +104,10 @@ void ParameterFileSymbolTableEntry::CopyFrom(const ParameterFileSymbolTableEntry
     m_duplicateId = other.m_duplicateId;
     m_data = other.m_data;
     m_size = other.m_size;
+}
+
+IParameterLoggingAPI* ParameterFileSymbolTableEntry::GetLogger() const {
+    return m_setManager;
 }
 
 ModuleData* ParameterFileSymbolTableEntry::TakeModuleData() {
@@ -205,7 +210,11 @@ bool ParameterFileSymbolTableEntry::Load(unsigned char const* buffer, char const
     if (isModule && record.modeId != kNoMode) {
         m_moduleData = ModuleData::Make(m_id, m_duplicateId, modeTable, record.name, record.version,
                                         record.modeId, m_setManager, m_table);
-        good = good && m_moduleData != nullptr;
+        if (m_moduleData == nullptr) {
+            PARAMETER_LOG_ERROR(m_setManager, "Failed to allocate ModuleData\n");
+            m_outOfMemory = true;
+            good = false;
+        }
     }
     return FetchPayload(file, dataOffset, record) && good;
 }
@@ -241,10 +250,13 @@ bool ParameterFileSymbolTableEntry::ReadString(char** value, unsigned int count,
         return true;
     }
     *value = ParameterUtils::ReadString(m_data, m_size, &m_pos, count, alignment);
-    if (*value != nullptr) {
-        SetDupObject(*value, 1, __FILE__, kLocation);
+    if (*value == nullptr) {
+        PARAMETER_LOG_ERROR(m_setManager, "Failed to read or allocate a string of %u bytes\n",
+                            count);
+        return false;
     }
-    return *value != nullptr;
+    SetDupObject(*value, 1, __FILE__, kLocation);
+    return true;
 }
 
 DupObjInfo* ParameterFileSymbolTableEntry::GetDupObject(unsigned int count, char const* file,

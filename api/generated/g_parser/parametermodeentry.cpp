@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <new>
 
+#include "atomiccount.hpp"
 #include "modenames.hpp"
 #include "parameterlogging.hpp"
 #include "steadywarp/tuning/parametersetmanager.h"
@@ -129,14 +130,15 @@ bool ModeEntry::AddModule(ParameterModule* module) {
 }
 
 ParameterModule* ModeEntry::ReplaceModule(ParameterModule* module) {
-    try {
-        ModuleReference& reference = m_modules[module->GetModuleType()];
-        ParameterModule* old = reference.module;
-        reference.module = module;
-        return old;
-    } catch (const std::bad_alloc&) {
-        return nullptr;
+    for (auto& [name, reference] : m_modules) {
+        if (name == module->GetModuleType()) {
+            ParameterModule* old = reference.module;
+            old->AddHolders(reference.references.exchange(0));
+            reference.module = module;
+            return old;
+        }
     }
+    return nullptr;
 }
 
 void ModeEntry::AddReference(ParameterModule const* module) {
@@ -154,14 +156,8 @@ void ModeEntry::AddReference(ParameterModule const* module) {
 
 void ModeEntry::ReleaseReference(ParameterModule const* module) {
     for (auto& [name, reference] : m_modules) {
-        if (reference.module != module) {
-            continue;
-        }
-        // Several threads release at a time, under the shared side of the module lock.
-        uint32_t count = reference.references;
-        while (count > 0 && !reference.references.compare_exchange_weak(count, count - 1)) {
-        }
-        if (count > 0) {
+        // Under the shared side of the module lock only.
+        if (reference.module == module && DropOne(reference.references)) {
             return;
         }
     }

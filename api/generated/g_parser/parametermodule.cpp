@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <new>
 
+#include "atomiccount.hpp"
 #include "parameterlogging.hpp"
 #include "platform/os_utils.hpp"
 #include "steadywarp/tuning/parametersetmanager.h"
@@ -100,14 +101,19 @@ bool DefaultModule::AddModule(ParameterModule* module) {
     if (link == nullptr) {
         return false;
     }
-    (m_last != nullptr ? m_last->next : m_first) = link;
-    m_last = link;
-    ModuleData const* data = module->GetData();
-    m_highestId = data != nullptr ? std::max(m_highestId, data->ID) : UINT32_MAX;
+    Append(link);
     return true;
 }
 
-bool DefaultModule::RemoveModule(ParameterModule const* module) {
+void DefaultModule::Append(ModuleLink* link) {
+    link->next = nullptr;
+    (m_last != nullptr ? m_last->next : m_first) = link;
+    m_last = link;
+    ModuleData const* data = link->module->GetData();
+    m_highestId = data != nullptr ? std::max(m_highestId, data->ID) : UINT32_MAX;
+}
+
+DefaultModule::ModuleLink* DefaultModule::Unlink(ParameterModule const* module) {
     ModuleLink* before = nullptr;
     for (ModuleLink* link = m_first; link != nullptr; before = link, link = link->next) {
         if (link->module != module) {
@@ -117,10 +123,15 @@ bool DefaultModule::RemoveModule(ParameterModule const* module) {
         if (m_last == link) {
             m_last = before;
         }
-        delete link;
-        return true;
+        return link;
     }
-    return false;
+    return nullptr;
+}
+
+bool DefaultModule::RemoveModule(ParameterModule const* module) {
+    ModuleLink* link = Unlink(module);
+    delete link;
+    return link != nullptr;
 }
 
 ParameterModule* DefaultModule::TakeFirst() {
@@ -135,6 +146,47 @@ ParameterModule* DefaultModule::TakeFirst() {
     }
     delete link;
     return module;
+}
+
+bool DefaultModule::MoveModule(ParameterModule const* module, DefaultModule& target) {
+    ModuleLink* link = Unlink(module);
+    if (link == nullptr) {
+        return false;
+    }
+    target.Append(link);
+    return true;
+}
+
+void DefaultModule::MoveAll(DefaultModule& target) {
+    while (m_first != nullptr) {
+        target.Append(Unlink(m_first->module));
+    }
+}
+
+void DefaultModule::DeleteReleased() {
+    ModuleLink* link = m_first;
+    m_first = nullptr;
+    m_last = nullptr;
+    while (link != nullptr) {
+        ModuleLink* next = link->next;
+        if (link->module->GetHolders() > 0) {
+            Append(link);
+        } else {
+            delete link->module;
+            delete link;
+        }
+        link = next;
+    }
+}
+
+bool DefaultModule::Uses(ParameterFileSymbolTable const* table) const {
+    for (ModuleLink const* link = m_first; link != nullptr; link = link->next) {
+        ModuleData const* data = link->module->GetData();
+        if (data != nullptr && data->SymbolTable == table) {
+            return true;
+        }
+    }
+    return false;
 }
 
 ParameterModule::ParameterModule(char const* name, const VersionUnion& version, ModuleData* data)
@@ -154,6 +206,10 @@ bool ParameterModule::SetValue(char const*, char const*) {
 
 bool ParameterModule::GetInfo(char const*, PList<ParameterParserInfo>&) {
     return false;
+}
+
+void ParameterModule::DropHolder() const {
+    DropOne(m_holders);
 }
 
 void ParameterModule::Release() const {

@@ -5,6 +5,7 @@
 
 #include "parameterlogging.hpp"
 #include "platform/os_utils.hpp"
+#include "steadywarp/tuning/parameterdialinworker.h"
 
 namespace {
 
@@ -25,10 +26,14 @@ ParameterSetManager::ParameterSetManager() = default;
 
 ParameterSetManager::~ParameterSetManager() {
     PARAMETER_LOG_DEBUG(this, "ParameterSetManager deleting\n");
+    DeleteWorker();
     {
         const ParameterScopedLock tree(m_treeLock, false);
         const ParameterScopedLock modules(m_moduleLock, false);
         DeleteDefaultModules();
+        while (ParameterModule* module = m_replacedModules.TakeFirst()) {
+            delete module;  // held or not
+        }
         FreeReplacedParameters();
         FreeBinaryParameters();
         delete m_symbolTable;
@@ -36,6 +41,23 @@ ParameterSetManager::~ParameterSetManager() {
     // Modules of theirs were in use here; only now are those gone.
     for (ParameterSetManager* manager : m_retiredManagers) {
         delete manager;
+    }
+}
+
+// ---- Live tuning ----
+
+bool ParameterSetManager::CreateWorker() {
+    m_worker.reset(new (std::nothrow) ParameterDialinWorker(this));
+    return m_worker != nullptr;
+}
+
+void ParameterSetManager::DeleteWorker() {
+    m_worker.reset();
+}
+
+void ParameterSetManager::StartWorker(bool loaded) {
+    if (loaded && m_startService && m_worker != nullptr) {
+        m_worker->Start();
     }
 }
 
@@ -161,9 +183,7 @@ bool ParameterSetManager::EnsureLoaded(ParameterModule* module) {
     }
     ModuleData const* data = module->GetData();
     if (InFileMode() && data != nullptr && data->Mode != nullptr) {
-        PList<ModeEntry*> touched;
-        touched.Add(data->Mode);
-        TouchModes(touched);
+        TouchMode(data->Mode);
     }
     return true;
 }
@@ -173,6 +193,7 @@ ParameterModule* ParameterSetManager::SelectModule(char const* name, TuningMode 
                                                    unsigned int count) {
     std::string key;
     if (!MakeName(key, name)) {
+        PARAMETER_LOG_ERROR(this, "GetModule %s: out of memory\n", name);
         return nullptr;
     }
     ParameterModule* result = m_rootMode->FindModule(&key);
@@ -201,10 +222,12 @@ ParameterModule* ParameterSetManager::SelectModule(char const* name, TuningMode 
         }
     }
     if (result == nullptr || !result->IsLoaded()) {
+        char path[128] = "";
+        GetPathFromModeBranch(branch, count, path, sizeof path);
         PARAMETER_LOG_ERROR(this,
                             "GetModule %s failed to find a loaded module in %s, returning "
                             "null\n",
-                            name, GetLogName());
+                            name, path);
         return nullptr;
     }
     return result;
@@ -231,7 +254,7 @@ ParameterModule* ParameterSetManager::GetModule(char const* name, TuningMode con
         ReleaseModule(previous);
         return nullptr;
     }
-    LockForReading(access, branch, count, name, &previous);
+    LoadAndLock(access, branch, count, name);
     if (m_rootMode == nullptr) {
         PARAMETER_LOG_ERROR(this, "GetModule %s called with no binary loaded\n", name);
         ReleaseModule(previous);
@@ -252,6 +275,7 @@ void ParameterSetManager::ReleaseModule(ParameterModule const* module) {
     }
     // A reload clears the data's mode under the exclusive side, so what is seen here stays.
     const ParameterScopedLock modules(m_moduleLock, true);
+    module->DropHolder();  // counted by itself since it went out of use
     if (!InFileMode()) {
         return;
     }

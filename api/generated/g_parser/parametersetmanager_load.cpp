@@ -54,9 +54,11 @@ void ParameterSetManager::SetBinaryTag(char const* tag) {
     const std::lock_guard<std::mutex> lock(m_textMutex);
     try {
         m_binaryTag = m_tags.try_emplace(tag, 0).first->first.c_str();
+        return;
     } catch (const std::bad_alloc&) {
         m_binaryTag = "";
     }
+    PARAMETER_LOG_ERROR(this, "ReadHeader: no memory for the binary tag %s\n", tag);
 }
 
 bool ParameterSetManager::ReadHeaderFields(unsigned char const* buffer, unsigned int length,
@@ -188,8 +190,12 @@ bool ParameterSetManager::ReadSections(const Image& image, unsigned int* pos,
         SetError("Compressed binary file not supported (support ended with V5.1.0)");
         return false;
     }
-    m_symbolTable = new (std::nothrow) ParameterFileSymbolTable(this, m_version);
+    // The table will have to find its place among the retired ones when no failure is possible.
+    if (m_retiredTables.Reserve(m_retiredTables.Count() + 1)) {
+        m_symbolTable = new (std::nothrow) ParameterFileSymbolTable(this, m_version);
+    }
     if (m_symbolTable == nullptr) {
+        SetError("Failed to allocate ParameterFileSymbolTable class");
         return false;
     }
     const bool modesRead = ReadModeSection(image, alignment);
@@ -244,8 +250,11 @@ bool ParameterSetManager::CreateModule(ModuleData* data) {
         return false;
     }
     const bool now = !InFileMode() || (data->Mode != nullptr && data->Mode->m_resident);
-    const bool parsed = !now || module->LoadModule(m_symbolTable);
-    return AddModule(module, data) && parsed;
+    if (now) {
+        // A payload that is too short has been reported; it fails its module and not the load.
+        module->LoadModule(m_symbolTable);
+    }
+    return AddModule(module, data);
 }
 
 bool ParameterSetManager::AddModule(ParameterModule* module, ModuleData* data) {
@@ -271,7 +280,11 @@ bool ParameterSetManager::AddModule(ParameterModule* module, ModuleData* data) {
     if (module->GetData() == data) {
         module->SetMode(entry->m_mode);
     }
-    return entry->AddModule(module);
+    if (!entry->AddModule(module)) {
+        SetError("AddModule: out of memory", data);
+        return false;
+    }
+    return true;
 }
 
 // What a load that failed left behind must not stand in the way of the next one.
@@ -279,6 +292,7 @@ void ParameterSetManager::DiscardFailedLoad() {
     if (m_symbolTable == nullptr || m_loaded) {
         return;
     }
+    KeepHolders();
     SaveAndClearModules();
     RetireSymbolTable();
     FreeBinaryParameters();
@@ -297,6 +311,12 @@ bool ParameterSetManager::LoadImage(unsigned char const* buffer, unsigned int le
 }
 
 bool ParameterSetManager::LoadBinaryParameters(unsigned char* buffer, unsigned long length) {
+    const bool good = LoadBuffer(buffer, length);
+    StartWorker(good);
+    return good;
+}
+
+bool ParameterSetManager::LoadBuffer(unsigned char const* buffer, unsigned long length) {
     const ParameterScopedLock tree(m_treeLock, false);
     const ParameterScopedLock modules(m_moduleLock, false);
     PARAMETER_LOG_DEBUG(this, "Load Binary Parameters from buffer\n");
@@ -322,6 +342,12 @@ bool ParameterSetManager::LoadBinaryParameters(unsigned char* buffer, unsigned l
 }
 
 bool ParameterSetManager::LoadBinaryParameters(char const* fileName) {
+    const bool good = LoadNamedFile(fileName);
+    StartWorker(good);
+    return good;
+}
+
+bool ParameterSetManager::LoadNamedFile(char const* fileName) {
     const ParameterScopedLock tree(m_treeLock, false);
     const ParameterScopedLock modules(m_moduleLock, false);
     if (fileName == nullptr) {
@@ -368,7 +394,7 @@ bool ParameterSetManager::LoadOpenFile(std::unique_ptr<ParameterBinaryFile> file
         return false;
     }
     if (!m_fileModeEnabled) {
-        return LoadImage(whole.get(), file->GetLength());
+        return LoadBuffer(whole.get(), file->GetLength());
     }
     return LoadFromFileHeader(std::move(file), fileName, whole.release());
 }

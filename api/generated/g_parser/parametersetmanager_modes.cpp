@@ -26,8 +26,9 @@ bool ParameterSetManager::LoadEntryModules(ModeEntry* entry, PList<ModeEntry*>& 
     for (auto& [name, reference] : entry->m_modules) {
         ParameterModule* module = reference.module;
         ModuleData const* data = module->GetData();
-        if (InFileMode() && m_modeCacheSize > 0 && data != nullptr && data->Mode != nullptr) {
-            touched.Add(data->Mode);
+        if (InFileMode() && m_modeCacheSize > 0 && data != nullptr && data->Mode != nullptr &&
+            !touched.Add(data->Mode)) {
+            TouchMode(data->Mode);
         }
         if (!module->LoadModule(m_symbolTable)) {
             entry->m_loaded = false;
@@ -60,24 +61,23 @@ void ParameterSetManager::UnloadEntryModules(ModeEntry* entry) {
                               path);
         entry->ReleaseReferences();
     }
+    ForgetMode(entry);
+}
+
+// Make a mode the most recently used one.
+void ParameterSetManager::TouchMode(ModeEntry* entry) {
+    if (entry->m_mode.mode < kFirstLoadedOnDemand) {
+        return;
+    }
+    ForgetMode(entry);
+    m_loadedModes.Insert(0, entry);  // there is room for every mode since the tree was made
+}
+
+void ParameterSetManager::ForgetMode(ModeEntry const* entry) {
     for (uint32_t i = m_loadedModes.Count(); i-- > 0;) {
         if (m_loadedModes[i] == entry) {
             m_loadedModes.Remove(i);
         }
-    }
-}
-
-void ParameterSetManager::TouchModes(const PList<ModeEntry*>& touched) {
-    for (ModeEntry* entry : touched) {
-        if (entry->m_mode.mode < kFirstLoadedOnDemand) {
-            continue;
-        }
-        for (uint32_t i = m_loadedModes.Count(); i-- > 0;) {
-            if (m_loadedModes[i] == entry) {
-                m_loadedModes.Remove(i);
-            }
-        }
-        m_loadedModes.Insert(0, entry);
     }
 }
 
@@ -125,20 +125,20 @@ bool ParameterSetManager::LoadModules(ModeEntry* mode, bool load, const LoadRequ
             ++*request.fileReferences;
             m_symbolTable->FileReference(1);
         }
-        if (entry->HasLocalModules()) {
-            touched.Add(entry);
+        if (entry->HasLocalModules() && !touched.Add(entry)) {
+            TouchMode(entry);
         }
         good = entry->m_loaded || LoadEntryModules(entry, touched);
-        TouchModes(touched);
+        for (ModeEntry* used : touched) {
+            TouchMode(used);
+        }
     }
     TrimLoadedModes(request);
     return good;
 }
 
-// A failure asks for a reload only if the file is another one now; what the same file could not
-// give it would not give after a reload either, and every reload ends the life of held modules.
 bool ParameterSetManager::LoadModeInternal(TuningMode const* branch, unsigned int count,
-                                           char const* name, bool* needReload) {
+                                           char const* name) {
     int fileReferences = 0;
     const LoadRequest request = {name, branch, count, &fileReferences};
     bool good = LoadModules(m_rootMode, true, request);
@@ -153,8 +153,6 @@ bool ParameterSetManager::LoadModeInternal(TuningMode const* branch, unsigned in
     if (fileReferences > 0) {
         m_symbolTable->FileReference(-fileReferences);
     }
-    ParameterBinaryFile* file = m_symbolTable->GetFile();
-    *needReload = !good && file != nullptr && file->HasChanged();
     return good;
 }
 
@@ -166,38 +164,29 @@ bool ParameterSetManager::ReloadIfStill(uint64_t generation) {
     return m_generation != generation || ReloadBinaryParameters(false);
 }
 
-// A reader that finds the file changed gives up both locks before it asks for the tree alone, so
-// that no two readers wait for each other.
+// A mode that cannot be loaded tells that the file is not what it was: it is loaded anew, and a
+// second time, behind which nothing is tried any more. A reader gives up both locks before it asks
+// for the tree alone, so that no two readers wait for each other.
+// @return whether the whole path is loaded; the locks are held in either case, in file mode both.
 bool ParameterSetManager::LoadAndLock(ReadAccess& access, TuningMode const* branch,
-                                      unsigned int count, char const* name,
-                                      ParameterModule** previous) {
+                                      unsigned int count, char const* name) {
     for (int reloads = 0;; ++reloads) {
         access.tree.emplace(m_treeLock, true);
         if (m_rootMode == nullptr || m_symbolTable == nullptr || !InFileMode()) {
             return false;
         }
         access.modules.emplace(m_moduleLock, false);
-        bool needReload = false;
-        const bool good = LoadModeInternal(branch, count, name, &needReload);
-        if (!needReload || reloads == kMaxReloads) {
-            return good;
+        if (reloads == kMaxReloads) {
+            return false;
+        }
+        if (LoadModeInternal(branch, count, name)) {
+            return true;
         }
         const uint64_t generation = m_generation;
         access.modules.reset();
-        if (previous != nullptr) {
-            // It might not outlive the second reload.
-            ReleaseModule(*previous);
-            *previous = nullptr;
-        }
         access.tree.reset();
         ReloadIfStill(generation);
     }
-}
-
-void ParameterSetManager::LockForReading(ReadAccess& access, TuningMode const* branch,
-                                         unsigned int count, char const* name,
-                                         ParameterModule** previous) {
-    LoadAndLock(access, branch, count, name, previous);
 }
 
 bool ParameterSetManager::LoadMode(TuningMode const* branch, unsigned int count,
@@ -213,17 +202,17 @@ bool ParameterSetManager::LoadMode(TuningMode const* branch, unsigned int count,
         return false;
     }
     access.tree.reset();
-    return LoadAndLock(access, branch, count, moduleName, nullptr);
+    return LoadAndLock(access, branch, count, moduleName);
 }
 
 bool ParameterSetManager::UnloadMode(TuningMode const* branch, unsigned int count) {
     const ParameterScopedLock tree(m_treeLock, true);
-    if (m_rootMode == nullptr) {
-        SetError("UnloadMode root mode is nullptr");
-        return false;
-    }
     if (!InFileMode()) {
         SetError("UnloadMode is not valid in buffer mode");
+        return false;
+    }
+    if (m_rootMode == nullptr) {
+        SetError("UnloadMode root mode is nullptr");
         return false;
     }
     const ParameterScopedLock modules(m_moduleLock, false);
@@ -243,7 +232,10 @@ bool ParameterSetManager::GetActiveModes(char* modes, unsigned int size) {
     if (!InFileMode()) {
         return false;
     }
-    PList<ModeEntry*> kept(8);
+    PList<ModeEntry*> kept;
+    if (!kept.Reserve(m_loadedModes.Count())) {
+        return false;
+    }
     bool inactiveMet = false;
     for (ModeEntry* entry : m_loadedModes) {
         if (!entry->IsActive()) {

@@ -9,24 +9,29 @@
 
 void ParameterSetManager::FreeReplacedParameters() {
     PARAMETER_LOG_DEBUG(this, "FreeReplacedParameters called\n");
-    for (ParameterModule* module : m_replacedModules) {
-        delete module;
-    }
-    m_replacedModules.Clear();
+    m_replacedModules.DeleteReleased();
     // Modules release their shared objects against their table, so tables go last.
-    for (ParameterFileSymbolTable* table : m_retiredTables) {
-        delete table;
+    for (uint32_t i = m_retiredTables.Count(); i-- > 0;) {
+        if (!m_replacedModules.Uses(m_retiredTables[i])) {
+            delete m_retiredTables[i];
+            m_retiredTables.Remove(i);
+        }
     }
-    m_retiredTables.Clear();
+}
+
+// The counts end with the tree; a module that is held must outlive more than one reload.
+void ParameterSetManager::KeepHolders() {
+    for (ModeEntry* entry : m_ownedModes) {
+        for (auto& [name, reference] : entry->m_modules) {
+            reference.module->AddHolders(reference.references);
+        }
+    }
 }
 
 void ParameterSetManager::SaveAndClearDefaultModules() {
     const ParameterScopedLock modules(m_moduleLock, false);
     for (auto& [name, row] : m_defaultModules) {
-        while (ParameterModule* module = row->TakeFirst()) {
-            // Without memory for the list the module is never deleted: somebody may hold it.
-            m_replacedModules.Add(module);
-        }
+        row->MoveAll(m_replacedModules);
     }
 }
 
@@ -37,7 +42,7 @@ void ParameterSetManager::RetireSymbolTable() {
     for (ModuleData* data : m_symbolTable->GetModuleList()) {
         data->Mode = nullptr;
     }
-    m_retiredTables.Add(m_symbolTable);
+    m_retiredTables.Add(m_symbolTable);  // the room was made when the table was
     m_symbolTable = nullptr;
 }
 
@@ -65,6 +70,7 @@ bool ParameterSetManager::ReloadBinaryParameters(bool bufferMode) {
     std::memcpy(name, m_fileName, sizeof name);
     PARAMETER_LOG_WARNING(this, "Reloading binary file %s%s\n", name,
                           bufferMode ? " in buffer mode" : "");
+    KeepHolders();
     FreeReplacedParameters();
     SaveAndClearModules();
     if (bufferMode && m_symbolTable != nullptr && m_symbolTable->GetFile() != nullptr &&
@@ -113,12 +119,10 @@ bool ParameterSetManager::TakeOver(ModeEntry* target, ParameterModule* module,
     if (row == nullptr || theirs == nullptr) {
         return false;
     }
-    if (theirs->RemoveModule(module) && !row->AddModule(module)) {
-        return false;
-    }
+    theirs->MoveModule(module, *row);
     ParameterModule* old = target->ReplaceModule(module);
-    if (old != nullptr && old != module && row->RemoveModule(old)) {
-        m_replacedModules.Add(old);
+    if (old != nullptr && old != module) {
+        row->MoveModule(old, m_replacedModules);
     }
     return true;
 }
@@ -165,12 +169,16 @@ bool ParameterSetManager::UpdateFromBuffer(ParameterSetManager* other, unsigned 
         SetError("UpdateBinaryParameters failed to reload parameters in buffer mode");
         return false;
     }
-    if (fresh == nullptr || !fresh->LoadBinaryParameters(buffer, length)) {
+    if (fresh != nullptr) {
+        fresh->SetStartService(false);  // one service is enough
+    }
+    // Modules of the new manager will be in use here, so it must find its place in the list.
+    if (fresh == nullptr || !m_retiredManagers.Reserve(m_retiredManagers.Count() + 1) ||
+        !fresh->LoadBinaryParameters(buffer, length)) {
         SetError("UpdateBinaryParameters failed to load parameters");
         return false;
     }
     const bool good = UpdateParameters(fresh.get());
-    // Modules of the new manager are in use here from now on.
     m_retiredManagers.Add(fresh.release());
     return good;
 }

@@ -34,9 +34,14 @@ ModeEntry* ParameterSetManager::GetModeEntry(unsigned int modeId) {
 
 bool ParameterSetManager::AllocateModes(uint32_t count) {
     m_modes.reset(new (std::nothrow) ModeEntry*[count]());
-    m_modeCount = m_modes != nullptr ? count : 0;
-    m_ownedModes.SetIncrement(count);
-    return m_modes != nullptr;
+    // With this room taking a mode into either list cannot fail.
+    if (m_modes == nullptr || !m_ownedModes.Reserve(count) || !m_loadedModes.Reserve(count)) {
+        SetError("ReadModeSection: Failed to allocate space for the mode table");
+        m_modes.reset();
+        return false;
+    }
+    m_modeCount = count;
+    return true;
 }
 
 bool ParameterSetManager::CreateDefaultMode() {
@@ -45,15 +50,24 @@ bool ParameterSetManager::CreateDefaultMode() {
                         "creating default\n",
                         static_cast<int>(m_modeSection.offset),
                         static_cast<int>(m_modeSection.size));
-    auto* entry = new (std::nothrow) ModeEntry(this);
-    if (entry == nullptr || !AllocateModes(1) || !m_ownedModes.Add(entry)) {
-        delete entry;
+    ModeEntry* entry = AllocateModes(1) ? NewMode() : nullptr;
+    if (entry == nullptr) {
         return false;
     }
     entry->Initialize(0, ModeUnion(), nullptr, true, true);
     m_modes[0] = entry;
     m_rootMode = entry;
     return true;
+}
+
+ModeEntry* ParameterSetManager::NewMode() {
+    auto* entry = new (std::nothrow) ModeEntry(this);
+    if (entry == nullptr || !m_ownedModes.Add(entry)) {
+        SetError("ReadModeSection: Failed to allocate space for a mode");
+        delete entry;
+        return nullptr;
+    }
+    return entry;
 }
 
 bool ParameterSetManager::ReadModeSection(const Image& image, unsigned char alignment) {
@@ -66,7 +80,7 @@ bool ParameterSetManager::ReadModeSection(const Image& image, unsigned char alig
     const uint32_t recordSize = m_symbolTable->GetModeEntrySize(alignment);
     const uint32_t count = section.size >= nameSize ? (section.size - nameSize) / recordSize : 0;
     const uint32_t expected = nameSize + count * recordSize;
-    if (count == 0 || expected != section.size) {
+    if (expected != section.size) {
         PARAMETER_LOG_ERROR(this, "ReadModeSection: ModeSize %d does not match expected size %d\n",
                             static_cast<int>(section.size), static_cast<int>(expected));
         return false;
@@ -146,9 +160,8 @@ bool ParameterSetManager::PlaceMode(const ModeRecord& record) {
         m_modes[record.id] = parent;
         return true;
     }
-    auto* entry = new (std::nothrow) ModeEntry(this);
-    if (entry == nullptr || !m_ownedModes.Add(entry)) {
-        delete entry;
+    ModeEntry* entry = NewMode();
+    if (entry == nullptr) {
         return false;
     }
     const bool first = m_rootMode == nullptr;
@@ -202,8 +215,8 @@ ModeEntry* ParameterSetManager::NextMode(ModeEntry* at, TuningMode const* branch
 }
 
 ModeEntry* ParameterSetManager::FindEntry(TuningMode const* branch, unsigned int count) {
-    ModeEntry* entry = count > 0 && branch != nullptr ? m_rootMode : nullptr;
-    for (unsigned int index = 1; entry != nullptr && index < count;) {
+    ModeEntry* entry = m_rootMode;
+    for (unsigned int index = 1; entry != nullptr && branch != nullptr && index < count;) {
         entry = NextMode(entry, branch, count, &index);
     }
     return entry;

@@ -236,7 +236,7 @@ bool ParameterSetManager::WithModule(TuningMode const* branch, unsigned int coun
     const unsigned int length = ParameterUtils::GetSubString(module, '.', name, sizeof name);
     char const* path = module[length] == '.' ? module + length + 1 : "";
     ReadAccess access;
-    LockForReading(access, branch, count, name, nullptr);
+    LoadAndLock(access, branch, count, name);
     ParameterModule* found = m_rootMode != nullptr ? SelectModule(name, branch, count) : nullptr;
     if (found == nullptr) {
         return false;

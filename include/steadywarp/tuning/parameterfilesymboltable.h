@@ -135,7 +135,7 @@ class STEADYWARP_API ParameterFileSymbolTable {
     bool ReadTable(const TableImage& image, bool isModule);
     bool ReadRecord(const TableImage& image, bool isModule, unsigned int* pos, uint32_t* counters);
     void NumberGroups(Table& table, uint32_t* counters);
-    void CollectModuleData(Table& table);
+    bool CollectModuleData(Table& table);
     bool FindInFile(ParameterFileSymbolTableEntry& entry, Table& table, unsigned int id,
                     bool isModule);
     DupObjInfo* SearchGroup(PList<DupObjInfo*>& group, unsigned int count, char const* file,

@@ -62,6 +62,9 @@ class STEADYWARP_API ParameterFileSymbolTableEntry {
     DupObjInfo* GetDupObject(unsigned int count, char const* file, unsigned int line);
     DupObjInfo* SetDupObject(void* object, unsigned int count, char const* file, unsigned int line);
 
+    ParameterFileSymbolTable* GetTable() const { return m_table; }
+    /// Who logs the reads; may be NULL.
+    IParameterLoggingAPI* GetLogger() const;
     uint32_t GetID() const { return m_id; }
     uint32_t GetDuplicateID() const { return m_duplicateId; }
     unsigned char const* GetPayload() const { return m_data; }
@@ -70,6 +73,8 @@ class STEADYWARP_API ParameterFileSymbolTableEntry {
     ModuleData* GetModuleData() const { return m_moduleData; }
     /// Give up the module data to the caller.
     ModuleData* TakeModuleData();
+    /// Tell whether the last Load() had no memory for the module data.
+    bool IsOutOfMemory() const { return m_outOfMemory; }
 
   private:
     struct Record;
@@ -89,4 +94,5 @@ class STEADYWARP_API ParameterFileSymbolTableEntry {
     uint32_t m_pos = 0;
     uint32_t m_size = 0;
     ModuleData* m_moduleData = nullptr;
+    bool m_outOfMemory = false;
 };

@@ -48,9 +48,13 @@ class STEADYWARP_API ModuleData {
 };
 
 /// Every instance of one module type, in the order of their making.
+///
+/// Instances change from one row to another without an allocation, so that taking them out of use
+/// cannot fail.
 class STEADYWARP_API DefaultModule {
   public:
-    /// @param classObject makes the instances; owned from here on.
+    /// @param classObject makes the instances; owned from here on. NULL for a row of instances
+    ///        that are out of use.
     explicit DefaultModule(ParameterModule* classObject) : m_classObject(classObject) {}
     /// Deletes the instances, then the class object.
     ~DefaultModule();
@@ -66,12 +70,23 @@ class STEADYWARP_API DefaultModule {
     bool RemoveModule(ParameterModule const* module);
     /// Unlink the first instance and give it up. @return NULL if there is none.
     ParameterModule* TakeFirst();
+    /// Give one instance to the end of another row. @return false if it is not linked here.
+    bool MoveModule(ParameterModule const* module, DefaultModule& target);
+    /// Give all instances to the end of another row.
+    void MoveAll(DefaultModule& target);
+    /// Delete the instances that nobody holds any more; see ParameterModule::GetHolders().
+    void DeleteReleased();
+    /// Tell whether an instance was read through this table.
+    bool Uses(ParameterFileSymbolTable const* table) const;
 
   private:
     struct ModuleLink {
         ParameterModule* module;
         ModuleLink* next;
     };
+
+    ModuleLink* Unlink(ParameterModule const* module);
+    void Append(ModuleLink* link);
 
     ParameterModule* m_classObject;
     ModuleLink* m_first = nullptr;
@@ -118,6 +133,12 @@ class STEADYWARP_API ParameterModule {
     /// Remember the mode that took this module. Called by the set manager.
     void SetMode(const ModeUnion& mode) { m_mode = mode; }
 
+    // The mode that counts the references of an instance ends before an instance that is out of
+    // use; from then on it counts those that are left itself. Called by the set manager.
+    void AddHolders(uint32_t holders) const { m_holders += holders; }
+    void DropHolder() const;
+    uint32_t GetHolders() const { return m_holders; }
+
   protected:
     /// @param name full module name, a text that outlives the object.
     /// @param data NULL for a class object.
@@ -138,4 +159,5 @@ class STEADYWARP_API ParameterModule {
     ModuleData* m_data;
     std::atomic<bool> m_loaded{false};
     std::atomic<uint32_t> m_loadCounter{0};
+    mutable std::atomic<uint32_t> m_holders{0};
 };

@@ -12,6 +12,8 @@
 
 #include "steadywarp/tuning/parameterfilesymboltable.h"
 
+class ParameterDialinWorker;
+
 /// A module in a mode, and how many users hold it.
 struct ModuleReference {
     ParameterModule* module = nullptr;
@@ -45,7 +47,8 @@ class STEADYWARP_API ModeEntry {
     ParameterModule* FindModule(std::string const* name);
     /// Take a module under its type name. @return false if memory is exhausted.
     bool AddModule(ParameterModule* module);
-    /// As AddModule(). @return the module that had this name, or NULL.
+    /// Put a module in the place of the one with its type name. Cannot fail for memory.
+    /// @return the module that was there; NULL, with nothing done, if there was none.
     ParameterModule* ReplaceModule(ParameterModule* module);
 
     void AddReference(ParameterModule const* module);
@@ -90,8 +93,10 @@ class STEADYWARP_API ModeEntry {
 /// Owner of one tuning file's modules.
 ///
 /// A subclass brings the catalogue of module types. Loads fail softly: operations return false or
-/// NULL, and the last error text tells why. A module that is held stays readable until the second
-/// reload or update after it was fetched. Threads: any, unless stated otherwise.
+/// NULL, and the last error text tells why. In file mode a module stays readable until its last
+/// holder has released it, whatever happens to the file meanwhile; in buffer mode for the life of
+/// the manager. Memory that is exhausted fails the operation and nothing else. Threads: any, unless
+/// stated otherwise.
 class STEADYWARP_API ParameterSetManager : public IModeTable, public IParameterDataAPI {
   public:
     ParameterSetManager();
@@ -117,7 +122,7 @@ class STEADYWARP_API ParameterSetManager : public IModeTable, public IParameterD
     bool GetControlValues(char* values, unsigned int size) override;
     bool GetTriggerValues(char* values, unsigned int size) override;
     virtual ModeEntry* GetModeEntry(char const* path);
-    /// Find the mode at a path. @return NULL if the tree does not reach it.
+    /// Find the mode at a path; without steps, the root. @return NULL if the tree ends before it.
     virtual ModeEntry* GetModeEntry(TuningMode const* branch, unsigned int count);
     /// Write the children of a mode as `Name` or `Name.Sub`, joined by ",".
     /// @return the bytes written, the nul included.
@@ -139,7 +144,8 @@ class STEADYWARP_API ParameterSetManager : public IModeTable, public IParameterD
     /// Take over the modules of `other`, mode by mode, where this tree has the mode.
     bool UpdateParameters(ParameterSetManager* other);
 
-    /// Load the modules on a path, from the root on. File mode only.
+    /// Load the modules on a path, from the root on. File mode only. Modules that cannot be read
+    /// mean that the file is another one by now: it is loaded anew, twice at most.
     bool LoadMode(TuningMode const* branch, unsigned int count, char const* moduleName);
     /// Unload the modules of the last mode of a path. File mode only.
     bool UnloadMode(TuningMode const* branch, unsigned int count);
@@ -187,6 +193,10 @@ class STEADYWARP_API ParameterSetManager : public IModeTable, public IParameterD
     void SetError(char const* text, ModuleData const* data = nullptr);
     /// The last error text; valid until the calling thread asks again. Never NULL.
     char const* GetLastError() const;
+    /// Start the live tuning service behind a good load, if there is a worker; on unless cleared.
+    void SetStartService(bool start) { m_startService = start; }
+    /// The worker of the live tuning service. @return NULL if this class of manager has none.
+    ParameterDialinWorker* GetWorker() { return m_worker.get(); }
     /// Tell whether the last load was good.
     bool IsLoaded() const { return m_loaded; }
 
@@ -205,6 +215,13 @@ class STEADYWARP_API ParameterSetManager : public IModeTable, public IParameterD
     /// Replace the values by those of an image.
     /// @param other an unloaded manager of the same class; owned from here on.
     bool UpdateFromBuffer(ParameterSetManager* other, unsigned char* buffer, unsigned long length);
+
+    /// Make the worker of the live tuning service; for the constructor of a subclass.
+    /// @return false if memory is exhausted.
+    bool CreateWorker();
+    /// Stop and delete the worker. First thing in the destructor of a subclass that made one: a
+    /// command that is being run needs the whole object. Hold no lock.
+    void DeleteWorker();
 
     void SetLogEnables(bool error, bool warning, bool debug);
     void SetModeCacheSize(uint32_t modes) { m_modeCacheSize = modes; }
@@ -251,6 +268,9 @@ class STEADYWARP_API ParameterSetManager : public IModeTable, public IParameterD
     bool LoadFile(char const* fileName);
     bool LoadOpenFile(std::unique_ptr<ParameterBinaryFile> file, char const* fileName);
     bool LoadImage(unsigned char const* buffer, unsigned int length);
+    bool LoadBuffer(unsigned char const* buffer, unsigned long length);
+    bool LoadNamedFile(char const* fileName);
+    void StartWorker(bool loaded);
     bool LoadFromFileHeader(std::unique_ptr<ParameterBinaryFile> file, char const* fileName,
                             unsigned char* whole);
     void SetBinaryTag(char const* tag);
@@ -259,6 +279,7 @@ class STEADYWARP_API ParameterSetManager : public IModeTable, public IParameterD
     bool ReadModeSection(const Image& image, unsigned char alignment);
     bool CreateDefaultMode();
     bool AllocateModes(uint32_t count);
+    ModeEntry* NewMode();
     bool ReadModeRecords(unsigned char const* bytes, uint32_t size, unsigned char alignment);
     bool CheckModeRecord(const ModeRecord& record);
     bool PlaceMode(const ModeRecord& record);
@@ -271,14 +292,12 @@ class STEADYWARP_API ParameterSetManager : public IModeTable, public IParameterD
     bool LoadModules(ModeEntry* mode, bool load, const LoadRequest& request);
     bool LoadEntryModules(ModeEntry* entry, PList<ModeEntry*>& touched);
     void UnloadEntryModules(ModeEntry* entry);
-    void TouchModes(const PList<ModeEntry*>& touched);
+    void TouchMode(ModeEntry* entry);
+    void ForgetMode(ModeEntry const* entry);
     void TrimLoadedModes(const LoadRequest& request);
-    bool LoadModeInternal(TuningMode const* branch, unsigned int count, char const* name,
-                          bool* needReload);
-    void LockForReading(ReadAccess& access, TuningMode const* branch, unsigned int count,
-                        char const* name, ParameterModule** previous);
+    bool LoadModeInternal(TuningMode const* branch, unsigned int count, char const* name);
     bool LoadAndLock(ReadAccess& access, TuningMode const* branch, unsigned int count,
-                     char const* name, ParameterModule** previous);
+                     char const* name);
     bool ReloadIfStill(uint64_t generation);
     ParameterModule* SelectModule(char const* name, TuningMode const* branch, unsigned int count);
     bool EnsureLoaded(ParameterModule* module);
@@ -292,6 +311,7 @@ class STEADYWARP_API ParameterSetManager : public IModeTable, public IParameterD
     bool ReloadAsBuffer();
     void FreeReplacedParameters();
     void FreeBinaryParameters();
+    void KeepHolders();
     void RetireSymbolTable();
     bool UpdateEntry(ModeEntry* target, ModeEntry* source, ParameterSetManager* other);
     bool TakeOver(ModeEntry* target, ParameterModule* module, ParameterSetManager* other);
@@ -315,6 +335,8 @@ class STEADYWARP_API ParameterSetManager : public IModeTable, public IParameterD
     Section m_symbolSection, m_dataSection, m_modeSection, m_dataTableSection;
     std::atomic<bool> m_logEnables[3] = {true, true, true};  // by ParameterLogLevel
     bool m_quietMissingModules = false;
+    std::atomic<bool> m_startService{true};
+    std::unique_ptr<ParameterDialinWorker> m_worker;
     std::unordered_map<std::string, DefaultModule*> m_defaultModules;
     ParameterFileSymbolTable* m_symbolTable = nullptr;
     ParameterMutex m_moduleLock{this};
@@ -324,7 +346,7 @@ class STEADYWARP_API ParameterSetManager : public IModeTable, public IParameterD
     bool m_fileModeEnabled = false;
     char m_fileName[ParameterBinaryFile::kNameSize] = {};
     uint64_t m_generation = 0;  // loads so far; guarded by the tree lock
-    PList<ParameterModule*> m_replacedModules;
+    DefaultModule m_replacedModules{nullptr};
     PList<ParameterSetManager*> m_retiredManagers;
     PList<ParameterFileSymbolTable*> m_retiredTables;
     ModeEntry* m_rootMode = nullptr;

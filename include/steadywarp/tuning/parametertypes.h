@@ -117,6 +117,10 @@ class PList {
         return index < m_count ? m_elements[index] : Dummy();
     }
 
+    /// Make room, so that no Add() up to this many elements can fail.
+    /// @return false if memory is exhausted; the list is as it was.
+    bool Reserve(uint32_t capacity) { return capacity <= m_capacity || GrowTo(capacity); }
+
     /// Append. @return false if memory is exhausted; the list is as it was.
     bool Add(const T& element) { return Insert(m_count, element); }
 
@@ -181,17 +185,17 @@ class PList {
     }
 
     bool Grow() {
-        if (m_increment > UINT32_MAX - m_capacity) {
-            return false;
-        }
-        const uint32_t capacity = m_capacity + m_increment;
+        return m_increment <= UINT32_MAX - m_capacity && GrowTo(m_capacity + m_increment);
+    }
+
+    bool GrowTo(uint32_t capacity) {
         void* grown = std::realloc(static_cast<void*>(m_elements), size_t{capacity} * sizeof(T));
         if (grown == nullptr) {
             return false;
         }
         m_elements = static_cast<T*>(grown);
         std::memset(static_cast<void*>(m_elements + m_capacity), 0,
-                    size_t{m_increment} * sizeof(T));
+                    size_t{capacity - m_capacity} * sizeof(T));
         m_capacity = capacity;
         return true;
     }

@@ -162,8 +162,6 @@ class STEADYWARP_API ParameterBinaryFile {
     char const* GetName() const { return m_name; }
     /// Reads that reached the disk since construction.
     uint64_t GetReadCount();
-    /// Tell whether the file on disk is no longer the one that was first opened.
-    bool HasChanged();
 
     /// CRC-32 of ISO 3309 (reflected, polynomial 0xEDB88320) of `length` bytes.
     static uint32_t ComputeCRC(unsigned char const* buffer, size_t length);
