@@ -1,189 +1,163 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "command/stabilize.hpp"
 
-#include <algorithm>
 #include <cstdio>
 
-#include "analysis/high_pass.hpp"
-#include "analysis/orientation.hpp"
 #include "command/interrupt.hpp"
-#include "command/progress.hpp"
+#include "command/live_tuning.hpp"
 #include "command/recording_source.hpp"
+#include "command/run.hpp"
 #include "output/staged_files.hpp"
-#include "output/summary.hpp"
-#include "output/warp_tables.hpp"
-#include "stream/crop_corners.hpp"
+#include "report/page.hpp"
+#ifdef STEADYWARP_VIDEO
+#include "command/video_output.hpp"
+#endif
 
 namespace steadywarp::tool {
 namespace {
-
-constexpr double kShakeCuts[] = {0.5, 2.0};
 
 int report(const Fault& fault) {
     std::fprintf(stderr, "steadywarp: %s\n", fault.text().c_str());
     return kExitBadInput;
 }
 
-/// The three files of a run, not yet in place.
+/// The files of a run, not yet in place.
 struct Outputs {
     explicit Outputs(const std::string& folder) : files(folder) {}
 
     std::optional<Fault> open() {
         std::optional<Fault> fault = files.open();
-        if (!fault) {
-            warps = files.add("warps.csv", fault);
-        }
-        if (!fault) {
-            grids = files.add("grids.csv", fault);
-        }
-        if (!fault) {
-            summary = files.add("summary.json", fault);
+        const struct {
+            const char* name;
+            std::FILE*& file;
+        } wanted[] = {{"warps.csv", run.warps},
+                      {"grids.csv", run.grids},
+                      {"summary.json", summary},
+                      {"trace.json", trace},
+                      {"report.html", page}};
+        for (const auto& one : wanted) {
+            if (!fault) {
+                one.file = files.add(one.name, fault);
+            }
         }
         return fault;
     }
 
     StagedFiles files;
-    std::FILE* warps = nullptr;
-    std::FILE* grids = nullptr;
+    std::unique_ptr<PictureSink> pictures;
+    RunOutputs run;
     std::FILE* summary = nullptr;
+    std::FILE* trace = nullptr;
+    std::FILE* page = nullptr;
 };
 
-/// Orientation of the frames that came out, an angle per signal.
-struct FrameTracks {
-    std::array<Signal, 3> before;
-    std::array<Signal, 3> after;
-
-    void add(double t_us, const Vector3& orientation, const Vector3& correction) {
-        for (size_t axis = 0; axis < 3; ++axis) {
-            before[axis].t_us.push_back(t_us);
-            before[axis].value.push_back(orientation[axis]);
-            after[axis].t_us.push_back(t_us);
-            after[axis].value.push_back(orientation[axis] + correction[axis]);
+std::optional<Fault> open_pictures([[maybe_unused]] const StabilizeOptions& options,
+                                   [[maybe_unused]] const RecordingSource& source,
+                                   [[maybe_unused]] const is_window_regions& windows,
+                                   [[maybe_unused]] Outputs& outputs) {
+#ifdef STEADYWARP_VIDEO
+    if (!options.video.empty()) {
+        VideoTask task;
+        task.input = options.video;
+        task.compare = options.compare;
+        // What tracks the output knows one crop, and no camera waits for it.
+        task.track = !options.no_tracking && !options.serve;
+        task.sampling = options.bilinear ? Sampling::kBilinear : Sampling::kBicubic;
+        auto opened = open_video_output(task, source, windows, outputs.files);
+        if (!opened.ok()) {
+            return opened.fault();
         }
+        outputs.pictures = std::move(opened.value());
+        outputs.run.pictures = outputs.pictures.get();
     }
+#endif
+    return std::nullopt;
+}
 
-    ShakeFigure figure(double period_us, double cut_hz) const {
-        ShakeFigure out{cut_hz, {}, {}};
-        for (size_t axis = 0; axis < 3; ++axis) {
-            out.before[axis] = rms_above(before[axis], period_us, cut_hz);
-            out.after[axis] = rms_above(after[axis], period_us, cut_hz);
-        }
-        return out;
+void write(std::FILE* file, const std::string& text) {
+    std::fwrite(text.data(), 1, text.size(), file);
+}
+
+void write_results(const Run& run, const Summary& summary, uint32_t period_us,
+                   const Outputs& outputs) {
+    const std::string json = summary_json(summary);
+    const std::string trace = trace_json(
+        run.trace(), period_us, outputs.pictures ? outputs.pictures->paths() : ContentPaths{},
+        outputs.pictures ? outputs.pictures->film() : std::vector<FilmPicture>{});
+    write(outputs.summary, json);
+    write(outputs.trace, trace);
+    write(outputs.page, report_page(json, trace));
+}
+
+/// The capture that the user asked for; NULL if none.
+Result<std::unique_ptr<SessionCapture>> open_capture(const StabilizeOptions& options,
+                                                     const RecordingSource& source,
+                                                     Stabilizer& stabilizer) {
+    if (options.capture.empty()) {
+        return std::unique_ptr<SessionCapture>();
     }
-};
-
-/// Takes every frame through the library and keeps the figures.
-class Run {
-  public:
-    Run(const RecordingSource& source, Stabilizer& stabilizer, Outputs& outputs)
-        : source_(source),
-          stabilizer_(stabilizer),
-          outputs_(outputs),
-          orientation_(source.gyro.samples, camera_axes(source.camera.sensors[0])) {}
-
-    void all_frames() {
-        write_warps_header(outputs_.warps);
-        write_grids_header(outputs_.grids);
-        const FrameSpan& span = source_.inside;
-        Progress progress(span.end - span.first);
-        for (size_t i = span.first; i < span.end && !was_interrupted(); ++i) {
-            one_frame(source_.frames.frames[i]);
-            progress.step(i + 1 - span.first);
-        }
-        stabilizer_.end_stream(source_.frames.frames[span.end - 1], source_.frames.period_us);
+    auto capture = SessionCapture::open(source.camera, options.capture);
+    if (capture.ok()) {
+        stabilizer.record_to(capture.value().get());
     }
-
-    Summary summary(const StabilizeOptions& options) {
-        figures_.source = source_.name;
-        figures_.camera = options.camera.empty() ? "built-in phone camera" : options.camera;
-        figures_.settings = &source_.camera;
-        figures_.windows = stabilizer_.windows();
-        figures_.frames_in = source_.frames.frames.size();
-        figures_.frames_outside_log =
-            figures_.frames_in - (source_.inside.end - source_.inside.first);
-        figures_.frames_dropped =
-            figures_.frames_in - figures_.frames_outside_log - figures_.frames_out;
-        figures_.gyro_samples = source_.gyro.samples.size();
-        figures_.repeated_stamps = source_.gyro.repeated_stamps;
-        figures_.spacing = source_.spacing;
-        for (size_t i = 0; i < std::size(kShakeCuts); ++i) {
-            figures_.shake[i] = tracks_.figure(source_.frames.period_us, kShakeCuts[i]);
-        }
-        figures_.time = time_figure(seconds_);
-        return figures_;
-    }
-
-  private:
-    void one_frame(const Frame& frame) {
-        const FrameWarp warp =
-            stabilizer_.run(frame, source_.frames.period_us, source_.gyro.samples);
-        seconds_.push_back(warp.seconds);
-        double overshoot = 0.0;
-        if (warp.valid) {
-            overshoot = corner_overshoot(warp, source_.camera, stabilizer_.windows());
-            count(frame, warp, overshoot);
-            write_grids_row(outputs_.grids, on_users_clock(frame), warp);
-        }
-        write_warps_row(outputs_.warps, on_users_clock(frame), warp, overshoot);
-    }
-
-    void count(const Frame& frame, const FrameWarp& warp, double overshoot) {
-        ++figures_.frames_out;
-        ++figures_.scenes[warp.scene.scene_type];
-        figures_.largest_overshoot_px =
-            std::max(figures_.largest_overshoot_px.value_or(overshoot), overshoot);
-        figures_.frames_with_corner_outside += overshoot > 0.0 ? 1 : 0;
-        const is_init_sensor_data& sensor = source_.camera.sensors[warp.sensor];
-        const double middle = middle_time(frame, sensor.tuning.timing.s3d_offset);
-        tracks_.add(middle, orientation_.at(middle),
-                    correction_angles(warp.stabilization, source_.camera, warp.sensor));
-    }
-
-    Frame on_users_clock(Frame frame) const {
-        frame.sof_us -= source_.clock_shift_us;
-        return frame;
-    }
-
-    const RecordingSource& source_;
-    Stabilizer& stabilizer_;
-    Outputs& outputs_;
-    OrientationTrack orientation_;
-    FrameTracks tracks_;
-    std::vector<double> seconds_;
-    Summary figures_;
-};
+    return capture;
+}
 
 }  // namespace
 
-int stabilize(const StabilizeOptions& options) {
-    const Result<RecordingSource> loaded = load_source(options);
+int stabilize(StabilizeOptions options) {
+    Result<RecordingSource> loaded = load_source(options);
     if (!loaded.ok()) {
         return report(loaded.fault());
     }
-    const RecordingSource& source = loaded.value();
+    RecordingSource& source = loaded.value();
     const std::unique_ptr<Stabilizer> stabilizer = Stabilizer::create(source.camera);
     if (!stabilizer) {
-        return report({options.camera, 0,
+        return report({options.camera.empty() ? options.tuning : options.camera, 0,
                        "expected a camera that the library accepts; its log lines above tell what "
                        "it refused"});
     }
     note_interrupts();
     Outputs outputs(options.out);
-    if (auto fault = outputs.open()) {
+    std::optional<Fault> fault = outputs.open();
+    if (!fault) {
+        fault = open_pictures(options, source, stabilizer->windows(), outputs);
+    }
+    if (fault) {
         return report(*fault);
     }
-    Run run(source, *stabilizer, outputs);
-    run.all_frames();
+    auto capture = open_capture(options, source, *stabilizer);
+    if (!capture.ok()) {
+        return report(capture.fault());
+    }
+    std::optional<LiveTuning> live;
+    if (options.serve) {
+        live.emplace(source, *stabilizer).announce();
+    }
+    Run run(source, *stabilizer, outputs.run, live ? &*live : nullptr);
+    fault = run.all_frames();
     if (was_interrupted()) {
         return kExitStopped;
     }
-    const Summary summary = run.summary(options);
-    const std::string json = summary_json(summary);
-    std::fwrite(json.data(), 1, json.size(), outputs.summary);
-    if (auto fault = outputs.files.commit()) {
+    const Summary summary =
+        run.summary(options.camera.empty() ? "built-in phone camera" : options.camera);
+    if (!fault) {
+        write_results(run, summary, source.frames.period_us, outputs);
+        fault = outputs.files.commit();
+    }
+    if (fault) {
         return report(*fault);
     }
     std::fputs(summary_table(summary).c_str(), stdout);
+    if (summary.pixels && summary.pixels->pictures != summary.frames_in) {
+        std::fprintf(stderr,
+                     "steadywarp: note: %zu pictures for %zu frames; do the two begin together?\n",
+                     summary.pixels->pictures, summary.frames_in);
+    }
+    if (capture.value() && !capture.value()->close()) {
+        std::fputs("steadywarp: check failed: the capture is not whole\n", stderr);
+        return kExitCheckFailed;
+    }
     if (summary.frames_out == 0) {
         std::fputs("steadywarp: check failed: no frame came out valid\n", stderr);
         return kExitCheckFailed;

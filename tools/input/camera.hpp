@@ -57,8 +57,15 @@ Camera built_in_camera();
 /// Read a camera from an INI file.
 Result<Camera> read_camera(const std::string& path);
 
+/// What a camera file is.
+enum class CameraFileKind {
+    kDescription,  ///< written by a person: what is missing has the values above
+    kCapture,      ///< init_data.ini: every key that a capture writes must be there
+};
+
 /// As read_camera(), from a text in memory; `path` serves messages only.
-Result<Camera> parse_camera(std::string_view text, const std::string& path);
+Result<Camera> parse_camera(std::string_view text, const std::string& path,
+                            CameraFileKind kind = CameraFileKind::kDescription);
 
 /// Fill in what the camera left open by what the recording shows: the gyroscope's rate, rounded to
 /// Hz, and of the nominal frame rates 24, 30 and 60 the nearest.

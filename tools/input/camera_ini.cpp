@@ -2,6 +2,7 @@
 #include <map>
 #include <optional>
 #include <set>
+#include <tuple>
 
 #include "input/camera.hpp"
 #include "input/camera_keys.hpp"
@@ -24,8 +25,13 @@ using GridWords = std::map<std::string, const IniEntry*>;
 /// Takes entries one by one into a camera.
 class CameraBuilder {
   public:
-    explicit CameraBuilder(const std::string& path) : path_(path), camera_(built_in_camera()) {
+    CameraBuilder(const std::string& path, CameraFileKind kind)
+        : path_(path), kind_(kind), camera_(built_in_camera()) {
         camera_.path = path;
+        if (kind == CameraFileKind::kCapture) {
+            camera_.common = {};
+            camera_.sensors.front() = {};
+        }
     }
 
     Result<Camera> build(const std::vector<IniEntry>& entries);
@@ -40,13 +46,16 @@ class CameraBuilder {
     std::optional<Fault> take_grid(uint32_t sensor, const std::string& prefix);
     std::optional<Fault> check_mount(const IniEntry& entry, const SectionName& section) const;
     void follow_input_size(uint32_t sensor);
-    bool given(uint32_t sensor, const std::string& key) const {
-        return given_.contains({sensor, key});
+    void fill_in_sizes();
+    std::optional<Fault> find_missing(uint64_t last_line) const;
+    bool given(uint32_t sensor, std::string_view group, std::string_view key) const {
+        return given_.contains({sensor, std::string(group), std::string(key)});
     }
 
     const std::string& path_;
+    CameraFileKind kind_;
     Camera camera_;
-    std::set<std::pair<uint32_t, std::string>> given_;  ///< keys of [common] and [..\idxN] seen
+    std::set<std::tuple<uint32_t, std::string, std::string>> given_;  ///< sensor, group, key
     std::vector<GridWords> grid_words_;
 };
 
@@ -64,6 +73,14 @@ std::optional<SectionName> parse_section(std::string_view section) {
         return std::nullopt;
     }
     return SectionName{parts.size() == 1 ? "sensor" : parts[1], *sensor};
+}
+
+std::string section_name(std::string_view group, uint32_t sensor) {
+    if (group == "common") {
+        return "[common]";
+    }
+    const std::string name = std::string(kSensorPrefix) + std::to_string(sensor);
+    return "[" + name + (group == "sensor" ? "" : "\\" + std::string(group)) + "]";
 }
 
 bool is_grid_key(const SectionName& section, std::string_view key) {
@@ -94,6 +111,9 @@ std::optional<Fault> CameraBuilder::take_count(const std::vector<IniEntry>& entr
 std::optional<Fault> CameraBuilder::check_mount(const IniEntry& entry,
                                                 const SectionName& section) const {
     const is_init_sensor_data& sensor = camera_.sensors[section.sensor];
+    if (kind_ == CameraFileKind::kCapture) {
+        return std::nullopt;  // what the library took is right, whatever it made of it
+    }
     if (section.group == "sensor" && entry.key == "sensor_mount_angle" &&
         !device_to_camera(0, sensor.sensor_mount_angle)) {
         return fault(entry.line,
@@ -119,7 +139,7 @@ std::optional<Fault> CameraBuilder::take_key(const IniEntry& entry, const Sectio
         return fault(entry.line, "expected " + entry.key + " as " + words_wanted(*key) +
                                      ", found " + quoted(entry.value));
     }
-    given_.insert({section.sensor, entry.key});
+    given_.insert({section.sensor, std::string(section.group), entry.key});
     if (key->group == "top" && key->name == "gyro_frequency") {
         camera_.has_gyro_frequency[section.sensor] = true;
     }
@@ -224,7 +244,7 @@ void CameraBuilder::follow_input_size(uint32_t sensor) {
          s.input_height},
     };
     for (const auto& size : sizes) {
-        if (!given(sensor, size.key)) {
+        if (!given(sensor, "sensor", size.key)) {
             size.value = size.input;
         }
     }
@@ -241,10 +261,36 @@ void CameraBuilder::follow_input_size(uint32_t sensor) {
         {"image_sensor_crop_windowHeight", s.image_sensor_crop.windowHeight, height},
     };
     for (const auto& size : crop) {
-        if (!given(sensor, size.key)) {
+        if (!given(sensor, "sensor", size.key)) {
             size.value = size.input;
         }
     }
+}
+
+void CameraBuilder::fill_in_sizes() {
+    for (uint32_t sensor = 0; sensor < camera_.sensors.size(); ++sensor) {
+        follow_input_size(sensor);
+    }
+    if (!given(0, "common", "output_width")) {
+        camera_.common.output_width = camera_.sensors[0].input_width;
+    }
+    if (!given(0, "common", "output_height")) {
+        camera_.common.output_height = camera_.sensors[0].input_height;
+    }
+}
+
+std::optional<Fault> CameraBuilder::find_missing(uint64_t last_line) const {
+    for (uint32_t sensor = 0; sensor < camera_.sensors.size(); ++sensor) {
+        for (const CameraKey& key : camera_keys()) {
+            if (is_written(key, camera_.sensors[sensor].tuning) &&
+                (key.group != "common" || sensor == 0) && !given(sensor, key.group, key.name)) {
+                return fault(last_line, "expected the key " + quoted(key.name) + " in " +
+                                            section_name(key.group, sensor) +
+                                            " before the end of the file");
+            }
+        }
+    }
+    return std::nullopt;
 }
 
 Result<Camera> CameraBuilder::build(const std::vector<IniEntry>& entries) {
@@ -257,30 +303,28 @@ Result<Camera> CameraBuilder::build(const std::vector<IniEntry>& entries) {
         }
     }
     for (uint32_t sensor = 0; sensor < camera_.sensors.size(); ++sensor) {
-        follow_input_size(sensor);
         for (const char* prefix : {"ldc_in2out_", "ldc_out2in_"}) {
             if (auto bad = take_grid(sensor, prefix)) {
                 return *bad;
             }
         }
     }
-    if (!given(0, "output_width")) {
-        camera_.common.output_width = camera_.sensors[0].input_width;
-    }
-    if (!given(0, "output_height")) {
-        camera_.common.output_height = camera_.sensors[0].input_height;
+    if (kind_ == CameraFileKind::kDescription) {
+        fill_in_sizes();
+    } else if (auto missing = find_missing(entries.empty() ? 1 : entries.back().line)) {
+        return *missing;
     }
     return std::move(camera_);
 }
 
 }  // namespace
 
-Result<Camera> parse_camera(std::string_view text, const std::string& path) {
+Result<Camera> parse_camera(std::string_view text, const std::string& path, CameraFileKind kind) {
     const Result<std::vector<IniEntry>> entries = parse_ini(text, path);
     if (!entries.ok()) {
         return entries.fault();
     }
-    return CameraBuilder(path).build(entries.value());
+    return CameraBuilder(path, kind).build(entries.value());
 }
 
 Result<Camera> read_camera(const std::string& path) {

@@ -122,6 +122,26 @@ Result<FrameSequence> read_frames(const std::string& path, const FrameDefaults& 
     return parse_frames(text.value(), path, defaults);
 }
 
+Result<FrameSequence> make_frames(int64_t first_us, const std::vector<int64_t>& times_us,
+                                  const std::string& path, const FrameDefaults& defaults) {
+    FrameSequence out;
+    for (const int64_t time : times_us) {
+        if (!out.frames.empty() && first_us + time <= out.frames.back().sof_us) {
+            return Fault{path, 0, "expected pictures whose times increase"};
+        }
+        out.frames.push_back(
+            {static_cast<uint32_t>(out.frames.size()), first_us + time, 0, defaults.readout_us});
+    }
+    out.period_us = median_period(out.frames);
+    if (defaults.readout_us >= out.period_us) {
+        return Fault{{}, 0, too_slow(defaults.readout_us, out.period_us)};
+    }
+    for (Frame& frame : out.frames) {
+        frame.exposure_us = usual_exposure(defaults, out.period_us);
+    }
+    return out;
+}
+
 Result<FrameSequence> make_even_frames(int64_t first_us, int64_t last_us, double fps,
                                        const FrameDefaults& defaults) {
     const double period = 1e6 / fps;

@@ -29,6 +29,13 @@ Result<FrameSequence> read_frames(const std::string& path, const FrameDefaults& 
 Result<FrameSequence> parse_frames(std::string_view text, const std::string& path,
                                    const FrameDefaults& defaults);
 
+/// Make frames at given times, microseconds from `first_us`; ids count from 0.
+///
+/// @param times_us what a video says; at least one. @param path of the video, for messages.
+/// Faults: times that do not increase; a read-out that is not shorter than the frame period.
+Result<FrameSequence> make_frames(int64_t first_us, const std::vector<int64_t>& times_us,
+                                  const std::string& path, const FrameDefaults& defaults);
+
 /// Make evenly spaced frames, the first at `first_us`, none after `last_us`; ids count from 0.
 ///
 /// @param fps above 0. Faults: more than ten million frames; a read-out that is not shorter than

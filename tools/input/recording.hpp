@@ -23,6 +23,12 @@ struct GyroSample {
     Vector3 rate;  ///< rad/s
 };
 
+/// One reading of the lens: raw shift x and y, or position and scale.
+struct LensSample {
+    int64_t t_us;
+    std::array<double, 2> value;
+};
+
 /// How a sensor reads its rows, as gyro logs number it.
 enum class ReadoutDirection : uint8_t {
     kTopDown = 0,

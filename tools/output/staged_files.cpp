@@ -40,27 +40,45 @@ std::optional<Fault> StagedFiles::open() {
     return std::nullopt;
 }
 
-std::FILE* StagedFiles::add(const std::string& name, std::optional<Fault>& fault) {
+std::string StagedFiles::staged_path(const std::string& name, std::optional<Fault>& fault) const {
     struct stat status {};
     const std::string path = folder_ + "/" + name;
     if (stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) {
         // Found now, not when its neighbours have their names already.
         fault = Fault{path, 0, "expected no folder of this name"};
-        return nullptr;
+        return {};
     }
     // The process id keeps two runs into one folder apart.
-    std::string staged = folder_ + "/." + name + "." + std::to_string(getpid()) + ".tmp";
+    return folder_ + "/." + name + "." + std::to_string(getpid()) + ".tmp";
+}
+
+std::FILE* StagedFiles::add(const std::string& name, std::optional<Fault>& fault) {
+    std::string staged = staged_path(name, fault);
+    if (fault) {
+        return nullptr;
+    }
     std::unique_ptr<std::FILE, CloseFile> file(std::fopen(staged.c_str(), "wb"));
     if (!file) {
-        fault = fault_with_reason(path);
+        fault = fault_with_reason(folder_ + "/" + name);
         return nullptr;
     }
     entries_.push_back({name, std::move(staged), std::move(file)});
     return entries_.back().file.get();
 }
 
+std::string StagedFiles::add_path(const std::string& name, std::optional<Fault>& fault) {
+    std::string staged = staged_path(name, fault);
+    if (!fault) {
+        entries_.push_back({name, staged, nullptr});
+    }
+    return staged;
+}
+
 std::optional<Fault> StagedFiles::commit() {
     for (Entry& entry : entries_) {
+        if (!entry.file) {
+            continue;
+        }
         const bool bad = std::ferror(entry.file.get()) != 0;
         if (std::fclose(entry.file.release()) != 0 || bad) {
             return fault_with_reason(folder_ + "/" + entry.name);

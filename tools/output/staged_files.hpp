@@ -30,6 +30,10 @@ class StagedFiles {
     /// Begin a file. @return NULL and the fault if it cannot be created.
     std::FILE* add(const std::string& name, std::optional<Fault>& fault);
 
+    /// Reserve a name for a file that someone else writes, and say where to write it; empty and a
+    /// fault if the name cannot be used.
+    std::string add_path(const std::string& name, std::optional<Fault>& fault);
+
     /// Close all files and give them their names. A file that could not be written to its end is a
     /// fault, and none appears.
     std::optional<Fault> commit();
@@ -44,6 +48,7 @@ class StagedFiles {
         std::unique_ptr<std::FILE, CloseFile> file;
     };
 
+    std::string staged_path(const std::string& name, std::optional<Fault>& fault) const;
     Fault fault_with_reason(const std::string& path) const;
 
     std::string folder_;

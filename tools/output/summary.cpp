@@ -55,6 +55,34 @@ Json json_of_camera(const Summary& summary) {
             {"gyro_frequency_hz", sensor.tuning.top.gyro_frequency}};
 }
 
+Json json_of(const BeforeAfter& figure) {
+    return {{"before", json_of(figure.before)},
+            {"after", json_of(figure.after)},
+            {"ratio", json_of(ratio(figure.after, figure.before))}};
+}
+
+Json json_of(const PixelFigures& pixels) {
+    Json json = {{"pictures", pixels.pictures},
+                 {"without_warp", pixels.without_warp},
+                 {"empty_share", pixels.empty_share},
+                 {"empty_share_feasible", pixels.empty_share_feasible},
+                 {"seconds_drawing", pixels.seconds_drawing}};
+    if (pixels.tracked) {
+        for (const PixelShake& shake : pixels.shake) {
+            json["shake"].push_back({{"above_hz", shake.above_hz},
+                                     {"px", json_of(shake.px)},
+                                     {"across_px", json_of(shake.across_px)},
+                                     {"down_px", json_of(shake.down_px)},
+                                     {"turn_rad", json_of(shake.turn_rad)}});
+        }
+        json["edge_bow_px"] = json_of(pixels.bow_px);
+        json["largest_edge_bow_px"] = json_of(pixels.largest_bow_px);
+        json["edges"] = {pixels.edges_before, pixels.edges_after};
+        json["lost_steps"] = pixels.lost_steps;
+    }
+    return json;
+}
+
 /// Lines of a label and a value each, values starting in one column.
 class Table {
   public:
@@ -75,12 +103,39 @@ std::string fixed(const char* format, double value) {
     return text;
 }
 
+std::string both(const BeforeAfter& figure, double unit) {
+    const auto one = [unit](const std::optional<double>& value) {
+        return value ? fixed("%12.4f", *value * unit) : std::string(11, ' ') + "-";
+    };
+    const std::optional<double> part = ratio(figure.after, figure.before);
+    return one(figure.before) + one(figure.after) +
+           (part ? fixed("%12.4f", *part) : std::string(11, ' ') + "-");
+}
+
 std::string three(const std::array<std::optional<double>, 3>& values, double unit) {
     std::string out;
     for (const auto& value : values) {
         out += value ? fixed("%12.4f", *value * unit) : std::string(11, ' ') + "-";
     }
     return out;
+}
+
+void pixel_rows(const PixelFigures& pixels, Table& table) {
+    if (pixels.tracked) {
+        table.row("pixels", "      before       after       ratio");
+        for (const PixelShake& shake : pixels.shake) {
+            const std::string cut = fixed("above %g Hz", shake.above_hz);
+            table.row("  shake " + cut + " [px RMS]", both(shake.px, 1.0));
+            table.row("    across", both(shake.across_px, 1.0));
+            table.row("    up and down", both(shake.down_px, 1.0));
+            table.row("  turn " + cut + " [mrad]", both(shake.turn_rad, 1e3));
+        }
+        table.row("  bow of upright edges [px]", both(pixels.bow_px, 1.0));
+        table.row("  the same, 95 of 100 below", both(pixels.largest_bow_px, 1.0));
+    }
+    table.row("empty output pixels",
+              fixed("%.6f %%", 100.0 * pixels.empty_share) +
+                  fixed(", %.6f %% while feasible", 100.0 * pixels.empty_share_feasible));
 }
 
 }  // namespace
@@ -114,7 +169,7 @@ std::string summary_json(const Summary& s) {
     for (const auto& [type, count] : s.scenes) {
         scenes[scene_name(type)] = count;
     }
-    const Json json = {
+    Json json = {
         {"source", s.source},
         {"camera", json_of_camera(s)},
         {"frames",
@@ -139,6 +194,9 @@ std::string summary_json(const Summary& s) {
           {"p99", s.time.p99},
           {"max", s.time.max}}},
     };
+    if (s.pixels) {
+        json["pixels"] = json_of(*s.pixels);
+    }
     // Paths may hold any bytes; those that are no text are replaced.
     return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
 }
@@ -169,6 +227,9 @@ std::string summary_table(const Summary& s) {
     table.row("largest corner overshoot",
               s.largest_overshoot_px ? fixed("%.2f px", *s.largest_overshoot_px) : "-");
     table.row("frames with a corner outside", std::to_string(s.frames_with_corner_outside));
+    if (s.pixels) {
+        pixel_rows(*s.pixels, table);
+    }
     std::string scenes;
     for (const auto& [type, count] : s.scenes) {
         scenes += (scenes.empty() ? "" : ", ") + scene_name(type) + " " + std::to_string(count);

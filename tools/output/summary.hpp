@@ -10,6 +10,7 @@
 
 #include "input/camera.hpp"
 #include "input/recording.hpp"
+#include "output/picture_sink.hpp"
 
 namespace steadywarp::tool {
 
@@ -46,6 +47,7 @@ struct Summary {
     size_t frames_with_corner_outside = 0;
     std::map<uint32_t, size_t> scenes;  ///< frames by scene type
     TimeFigure time;
+    std::optional<PixelFigures> pixels;  ///< where there was a video
 };
 
 /// Name of a scene type in the figures.

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "simulator/capture.hpp"
 
+#include "simulator/random.hpp"
+
 namespace steadywarp::tool {
 namespace {
 
@@ -20,6 +22,12 @@ Result<Capture> simulate_capture(const Motion& motion, const CaptureTiming& timi
     }
     Capture out;
     out.frames = std::move(frames.value());
+    if (timing.jitter > 0.0) {
+        Random random(timing.seed);
+        for (Frame& frame : out.frames.frames) {
+            frame.sof_us += std::llround((random.uniform() - 0.5) * timing.jitter * period);
+        }
+    }
     const AxisMap to_device = inverse(device_to_camera);
     const auto count =
         static_cast<uint32_t>((timing.seconds + 2.0 * kLeadSeconds) * timing.gyro_hz) + 1;

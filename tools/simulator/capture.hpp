@@ -14,6 +14,8 @@ struct CaptureTiming {
     double seconds = 10.0;       ///< time covered by frames
     double fps = 30.0;
     double gyro_hz = 500.0;
+    double jitter = 0.0;  ///< frames start up to half this part of a period early or late
+    uint64_t seed = 1;    ///< of the jitter
     FrameDefaults frame = {std::nullopt, 25000};
 };
 

@@ -6,9 +6,10 @@
 /// - Camera axes: x right, y down, z forward. The world frame is the camera's at zero angles.
 /// - Times are seconds from the start of the motion, as double.
 /// - Orientation C(t) takes camera coordinates to world coordinates:
-///     C = Ry(y + turn_rate t) Rx(x) Rz(z)
+///     C = Ry(y + turn_rate t + sweeps) Rx(x) Rz(z)
 ///   with the three angles sums of sines,
 ///     angle(t) = sum over tones of rate / (2 pi hz) * sin(2 pi hz t + phase).
+/// - Position is metres from where the motion starts, in world axes; it too is a sum of sines.
 /// - The body rate w is what a perfect gyroscope in the camera reads: C' = C [w]x, exactly, at any
 ///   size of the angles.
 #pragma once
@@ -27,6 +28,21 @@ struct Tone {
     double phase;  ///< radians
 };
 
+/// More shake: a band of frequencies with its own strength about each axis.
+struct ShakeBand {
+    double low_hz;
+    double high_hz;
+    Vector3 rms_rate;  ///< rad/s about x, y, z; flat in rate over the band
+    uint32_t tones;    ///< sines per angle
+};
+
+/// A turn of the view about the vertical that starts and ends at rest. Its rate is a raised cosine.
+struct Sweep {
+    double start;    ///< seconds
+    double seconds;  ///< above 0
+    double angle;    ///< radians, to the right if positive
+};
+
 /// What kind of motion to make.
 struct MotionProfile {
     uint64_t seed = 1;
@@ -43,6 +59,12 @@ struct MotionProfile {
     double gait_pitch_rate = 0.0;
     double gait_yaw_rate = 0.0;
     double gait_roll_rate = 0.0;
+    std::vector<ShakeBand> bands;
+    std::vector<Sweep> sweeps;
+    /// Amplitudes of the camera's own path, metres: up and down with the step, to the sides with
+    /// the stride.
+    double bob_height = 0.0;
+    double bob_side = 0.0;
 };
 
 /// A person who walks and films: hand-held shake, gait, and a slow turn.
@@ -65,9 +87,17 @@ class Motion {
     /// The time derivatives of angles().
     Vector3 angle_rates(double seconds) const;
 
+    /// Where the camera is, metres in world axes.
+    Vector3 position(double seconds) const;
+
+    /// The tones of the angle about x, y or z.
+    const std::vector<Tone>& tones(size_t axis) const { return tones_[axis]; }
+
   private:
     double turn_rate_;
     std::array<std::vector<Tone>, 3> tones_;
+    std::vector<Sweep> sweeps_;
+    std::array<Tone, 2> bob_{};  ///< to the side, down; `rate` is the amplitude in metres
 };
 
 }  // namespace steadywarp::tool

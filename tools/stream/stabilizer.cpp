@@ -26,15 +26,32 @@ is_frame_times frame_times(const Frame& frame, uint32_t period_us) {
     return {static_cast<uint64_t>(frame.sof_us), period_us, frame.exposure_us, frame.readout_us};
 }
 
-/// The part of the log inside an interval, both ends included.
-std::span<const GyroSample> samples_in(std::span<const GyroSample> gyro,
-                                       const is_time_interval& interval) {
-    const auto before = [](const GyroSample& sample, uint64_t t) {
+/// The part of a log inside an interval, both ends included.
+template <class Sample>
+std::span<const Sample> samples_in(std::span<const Sample> log, const is_time_interval& interval) {
+    const auto before = [](const Sample& sample, uint64_t t) {
         return static_cast<uint64_t>(sample.t_us) < t;
     };
-    const auto first = std::lower_bound(gyro.begin(), gyro.end(), interval.first_ts, before);
-    const auto end = std::lower_bound(first, gyro.end(), interval.last_ts + 1, before);
+    const auto first = std::lower_bound(log.begin(), log.end(), interval.first_ts, before);
+    const auto end = std::lower_bound(first, log.end(), interval.last_ts + 1, before);
     return {first, end};
+}
+
+/// Fill a batch with what a log of the lens has inside an interval.
+void gather(std::span<const LensSample> log, const is_time_interval& interval,
+            std::vector<_sample_data_s>& batch) {
+    batch.clear();
+    if (interval.last_ts == 0) {
+        return;
+    }
+    for (const LensSample& sample : samples_in(log, interval)) {
+        batch.push_back({{sample.value[0], sample.value[1], 0.0, 0.0, 0.0, 0.0},
+                         static_cast<uint64_t>(sample.t_us)});
+    }
+}
+
+is_sample_array array_of(const std::vector<_sample_data_s>& batch) {
+    return {batch.data(), static_cast<uint32_t>(batch.size())};
 }
 
 }  // namespace
@@ -54,6 +71,23 @@ std::unique_ptr<Stabilizer> Stabilizer::create(const Camera& camera) {
     return out;
 }
 
+bool Stabilizer::restart(const Camera& camera) {
+    const std::unique_ptr<Stabilizer> fresh = create(camera);
+    if (!fresh) {
+        return false;
+    }
+    std::swap(context_, fresh->context_);
+    windows_ = fresh->windows_;
+    return true;
+}
+
+void Stabilizer::record(eis_utils_log_data& data) {
+    if (capture_ != nullptr) {
+        data.is_time_intervals = &intervals_;
+        capture_->write(data);
+    }
+}
+
 bool Stabilizer::process_both(is_input& input, FrameWarp& out) {
     OutputMemory memory;
     is_output result{};
@@ -62,7 +96,12 @@ bool Stabilizer::process_both(is_input& input, FrameWarp& out) {
     result.stabilization_transform.matrices.perspMatrices = &memory.stabilization;
     result.alignment_matrix_domain_undistorted.perspMatrices = &memory.undistorted;
     result.alignment_matrix_domain_stabilized.perspMatrices = &memory.stabilized;
-    if (eis2_process(context_.get(), &input, &result) != EIS_SUCCESS || !result.output_valid) {
+    const uint32_t status = eis2_process(context_.get(), &input, &result);
+    eis_utils_log_data data{};
+    data.is_input = &input;
+    data.is_output = &result;
+    record(data);
+    if (status != EIS_SUCCESS || !result.output_valid) {
         return false;
     }
     out.sensor = result.active_sensor_idx;
@@ -82,13 +121,20 @@ bool Stabilizer::process_distortion(const is_input& input, FrameWarp& out) {
     part.active_sensor_idx = input.active_sensor_idx;
     part.frame_time_input = input.frame_time_input;
     part.gyro = input.gyro;
+    part.ois = input.ois;
+    part.ifovc = input.ifovc;
     part.window_regions = input.window_regions;
     NcLibPerspTransformSingle undistorted{};
     is_output_distortion_correction result{};
     result.distortion_correction_grid.grid = out.grid.data();
     result.alignment_matrix_domain_undistorted.perspMatrices = &undistorted;
-    if (eis_internal_process_distortion_correction(context_.get(), &part, &result) != EIS_SUCCESS ||
-        !result.output_valid) {
+    const uint32_t status =
+        eis_internal_process_distortion_correction(context_.get(), &part, &result);
+    eis_utils_log_data data{};
+    data.is_input_distortion_correction = &part;
+    data.is_output_distortion_correction = &result;
+    record(data);
+    if (status != EIS_SUCCESS || !result.output_valid) {
         return false;
     }
     out.sensor = result.active_sensor_idx;
@@ -104,29 +150,32 @@ bool Stabilizer::process(const Frame& frame, const is_frame_times& times, FrameW
     is_input input{};
     input.frame_id = frame.id;
     input.frame_time_input = times;
-    input.gyro = {batch_.data(), static_cast<uint32_t>(batch_.size())};
+    input.gyro = array_of(batch_);
+    input.ois = array_of(shift_batch_);
+    input.ifovc = array_of(position_batch_);
     input.window_regions = windows_;
     return has_stabilizer_ ? process_both(input, out) : process_distortion(input, out);
 }
 
-FrameWarp Stabilizer::run(const Frame& frame, uint32_t period_us,
-                          std::span<const GyroSample> gyro) {
+FrameWarp Stabilizer::run(const Frame& frame, uint32_t period_us, const SampleStreams& streams) {
     using Clock = std::chrono::steady_clock;
     const is_frame_times times = frame_times(frame, period_us);
     FrameWarp out;
-    is_time_intervals intervals{};
     const auto asked = Clock::now();
-    const uint32_t status = eis2_get_time_intervals(context_.get(), &times, 0, &intervals);
+    const uint32_t status = eis2_get_time_intervals(context_.get(), &times, 0, &intervals_);
     const auto answered = Clock::now();
     out.seconds = std::chrono::duration<double>(answered - asked).count();
     if (status != EIS_SUCCESS) {
         return out;
     }
     batch_.clear();
-    for (const GyroSample& sample : samples_in(gyro, intervals.gyro)) {
+    for (const GyroSample& sample : samples_in(streams.gyro, intervals_.gyro)) {
         batch_.push_back({{sample.rate[0], sample.rate[1], sample.rate[2], 0.0, 0.0, 0.0},
                           static_cast<uint64_t>(sample.t_us)});
     }
+    gather(streams.lens_shift, intervals_.ois, shift_batch_);
+    gather(streams.lens_position, intervals_.ifovc, position_batch_);
+    out.samples = static_cast<uint32_t>(batch_.size());
     const auto handed_over = Clock::now();
     out.valid = process(frame, times, out);
     out.seconds += std::chrono::duration<double>(Clock::now() - handed_over).count();

@@ -1,12 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tuning_description.hpp"
 
+#include "toml_letters.hpp"
+#include "tuning_names.hpp"
+
 #include <toml++/toml.h>
 
 #include <charconv>
+#include <cmath>
 #include <cstring>
+#include <limits>
 #include <map>
-#include <set>
 #include <stdexcept>
 
 namespace tuning {
@@ -16,6 +20,7 @@ constexpr size_t kLongestType = 32;
 constexpr size_t kLongestTool = 48;
 constexpr size_t kLongestTag = 64;
 constexpr int kDeepestValue = 16;
+constexpr int64_t kMostZeros = 1 << 24;
 
 // Used inside this file only; ParseDescription() turns it into its error text.
 struct Complaint : std::runtime_error {
@@ -23,17 +28,6 @@ struct Complaint : std::runtime_error {
         : std::runtime_error(text), line(node.source().begin.line) {}
     uint32_t line;
 };
-
-std::string Hex(const uint8_t* bytes, size_t count) {
-    static constexpr char kDigits[] = "0123456789abcdef";
-    std::string text;
-    for (size_t i = 0; i < count; ++i) {
-        text += i > 0 && i % 4 == 0 ? " " : "";
-        text += kDigits[bytes[i] >> 4];
-        text += kDigits[bytes[i] & 15];
-    }
-    return text;
-}
 
 Bytes ParseHex(const toml::node& node) {
     const auto text = node.value<std::string>();
@@ -69,10 +63,13 @@ std::string Text(const toml::table& table, const char* key, size_t longest,
     if (node == nullptr || !node->is_string()) {
         throw Complaint(node != nullptr ? *node : table, std::string("expected a text for ") + key);
     }
-    const std::string text = node->value_or(std::string());
+    const std::string text = RevealBytes(node->value_or(std::string()));
     if (text.size() > longest) {
         throw Complaint(*node,
                         std::string(key) + " takes at most " + std::to_string(longest) + " bytes");
+    }
+    if (text.find('\0') != std::string::npos) {
+        throw Complaint(*node, std::string(key) + " takes no zero bytes");
     }
     return text;
 }
@@ -91,35 +88,6 @@ FileVersion Version(const toml::table& table, const char* key, const char* fallb
         throw Complaint(table, std::string("expected a version such as \"1.3.0\" for ") + key);
     }
     return *version;
-}
-
-struct Names {
-    const char* mode;
-    std::vector<const char*> subs;
-};
-const std::vector<Names>& ModeNames() {
-    static const std::vector<Names> names = {
-        {"Default", {}},
-        {"Sensor", {}},
-        {"Usecase",
-         {"Preview", "Snapshot", "Video", "ZSL", "Liveshot", "SnapshotReprocess", "IDEALRAW",
-          "IdealRawReprocess"}},
-        {"Feature1",
-         {"None", "ISPHDR", "ADRC", "inSensorHDR3Exp", "MFHDRPreFusion", "MFHDRFusion",
-          "MFHDRPostFusion"}},
-        {"Feature2",
-         {"None", "OISCapture", "HLG", "HDR10", "MFNRBlend", "MFNRPostFilter",
-          "AIDenoiserMFNRBlend", "AIDenoiserMFNRPostFilter", "VLLMFNRBlend", "VLLMFNRPostFilter",
-          "VLLPostFusion"}},
-        {"Scene",
-         {"None",         "Landscape", "Snow",          "Beach",     "Sunset",  "Night",
-          "Portrait",     "BackLight", "Sports",        "AntiShake", "Flowers", "CandleLight",
-          "Fireworks",    "Party",     "NightPortrait", "Theater",   "Action",  "AR",
-          "FacePriority", "Barcode",   "BestShot"}},
-        {"Effect",
-         {"None", "Mono", "Sepia", "Negative", "Solarize", "Posterize", "Aqua", "Emboss", "Sketch",
-          "Neon", "Blackboard", "Whiteboard"}}};
-    return names;
 }
 
 std::optional<uint16_t> Number16(const std::string& text) {
@@ -152,19 +120,6 @@ ModeRow ParseStep(const toml::node& node, const std::string& step) {
     row.mode = *number;
     row.sub_mode = *sub_number;
     return row;
-}
-
-std::string StepName(const ModeRow& row) {
-    const auto& names = ModeNames();
-    if (row.mode >= names.size()) {
-        return std::to_string(row.mode) + "." + std::to_string(row.sub_mode);
-    }
-    const Names& entry = names[row.mode];
-    std::string text = entry.mode;
-    if (row.sub_mode < entry.subs.size()) {
-        return text + "." + entry.subs[row.sub_mode];
-    }
-    return row.mode == 0 && row.sub_mode == 0 ? text : text + "." + std::to_string(row.sub_mode);
 }
 
 // Collects payloads, stores equal ones once and numbers the records that pointers lead to.
@@ -224,6 +179,10 @@ class PayloadStore {
         return bytes;
     }
 
+    // Take back the pointed payloads that were added since there were `count`.
+    size_t CountDataRows() const { return m_pointed.size(); }
+    void DropDataRows(size_t count) { m_pointed.resize(count); }
+
     Bytes TakeData() { return std::move(m_data); }
 
   private:
@@ -243,8 +202,15 @@ class PayloadStore {
             const Bytes raw = ParseHex(node);
             bytes->insert(bytes->end(), raw.begin(), raw.end());
             key->append(raw.begin(), raw.end());
+        } else if (type == "zeros") {
+            const auto count = node.value_exact<int64_t>();
+            if (!count || *count < 0 || *count > kMostZeros) {
+                throw Complaint(node, "expected a number of bytes for zeros");
+            }
+            bytes->insert(bytes->end(), static_cast<size_t>(*count), 0);
+            key->append(static_cast<size_t>(*count), '\0');
         } else if (type == "text") {
-            const std::string text = node.value_or(std::string());
+            const std::string text = RevealBytes(node.value_or(std::string()));
             Bytes target(text.begin(), text.end());
             target.push_back(0);
             Append(bytes, key, target.size(), 4, true);
@@ -294,7 +260,12 @@ class PayloadStore {
     void WriteNumber(const std::string& type, const toml::node& node, bool aligned, Bytes* bytes,
                      std::string* key) {
         if (type == "f32" && node.is_number()) {
-            const auto value = static_cast<float>(node.value_or(0.0));
+            const double wanted = node.value_or(0.0);
+            if (std::isfinite(wanted) &&
+                std::fabs(wanted) > static_cast<double>(std::numeric_limits<float>::max())) {
+                throw Complaint(node, "the number does not fit in f32");
+            }
+            const auto value = static_cast<float>(wanted);
             uint32_t bits = 0;
             std::memcpy(&bits, &value, sizeof bits);
             Append(bytes, key, bits, 4, aligned);
@@ -358,7 +329,7 @@ class DescriptionParser {
             if (*number >= 0 && *number < static_cast<int64_t>(m_image.modes.size())) {
                 return static_cast<uint32_t>(*number);
             }
-        } else if (const auto found = m_paths.find(node.value_or(std::string()));
+        } else if (const auto found = m_paths.find(RevealBytes(node.value_or(std::string())));
                    found != m_paths.end()) {
             return found->second;
         }
@@ -370,7 +341,7 @@ class DescriptionParser {
         m_image.has_mode_table = !list.empty();
         for (const toml::node& node : list) {
             const toml::table& table = *node.as_table();
-            const std::string path = Text(table, "path", 1024);
+            const std::string path = Text(table, "path", kLongestPath);
             const size_t bar = path.rfind('|');
             ModeRow row = ParseStep(node, bar != std::string::npos ? path.substr(bar + 1) : path);
             row.id = static_cast<uint32_t>(m_image.modes.size());
@@ -450,12 +421,12 @@ class DescriptionParser {
             bytes = ParseHex(*payload);
         } else if (const toml::node* values = table.get("values"); values && values->is_array()) {
             // A module with the content of an earlier one takes its bytes, pointers and all.
-            PayloadStore trial = *store;
+            const size_t rows = store->CountDataRows();
             std::string key;
-            bytes = trial.Write(*values->as_array(), &key, 0);
+            bytes = store->Write(*values->as_array(), &key, 0);
             const auto [known, added] = m_moduleContents.try_emplace(kind + key, bytes);
-            if (added) {
-                *store = std::move(trial);
+            if (!added) {
+                store->DropDataRows(rows);
             }
             bytes = known->second;
         } else {
@@ -473,54 +444,6 @@ class DescriptionParser {
     std::map<std::string, uint32_t> m_paths;
     std::map<std::string, Bytes> m_moduleContents;
 };
-
-std::string Quote(const std::string& text) {
-    std::string out = "\"";
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (c == '"' || c == '\\') {
-            out += '\\';
-            out += c;
-        } else if (byte < 0x20 || byte == 0x7F) {
-            char escape[8];
-            std::snprintf(escape, sizeof escape, "\\u%04X", byte);
-            out += escape;
-        } else {
-            out += c;
-        }
-    }
-    return out + "\"";
-}
-
-std::string VersionText(const FileVersion& version) {
-    return std::to_string(version.major) + "." + std::to_string(version.minor) + "." +
-           std::to_string(version.patch);
-}
-
-std::string PayloadText(const Image& image, uint32_t offset, uint32_t size) {
-    if (uint64_t{offset} + size > image.data.size()) {
-        return "\"\"  # the payload passes the end of the data section";
-    }
-    return "\"" + Hex(image.data.data() + offset, size) + "\"";
-}
-
-std::vector<std::string> ModePaths(const Image& image) {
-    std::vector<std::string> paths;
-    for (const ModeRow& row : image.modes) {
-        paths.push_back(row.parent < paths.size() ? paths[row.parent] + "|" + StepName(row)
-                                                  : StepName(row));
-    }
-    return paths;
-}
-
-// The path if it is the only one of its name, else the number.
-std::string ModeText(const std::vector<std::string>& paths, uint32_t mode) {
-    size_t same = 0;
-    for (const std::string& path : paths) {
-        same += mode < paths.size() && path == paths[mode] ? 1 : 0;
-    }
-    return same == 1 ? Quote(paths[mode]) : std::to_string(mode);
-}
 
 }  // namespace
 
@@ -543,60 +466,15 @@ std::optional<Image> ParseDescription(const std::string& text, const std::string
                                       const std::optional<FileVersion>& version,
                                       std::string* error) {
     try {
-        const toml::table root = toml::parse(text, name);
+        const toml::table root = toml::parse(HideBytes(text), name);
         return DescriptionParser(root).Parse(version);
     } catch (const toml::parse_error& failure) {
         *error = name + ":" + std::to_string(failure.source().begin.line) + ": " +
-                 std::string(failure.description());
+                 RevealBytes(std::string(failure.description()));
     } catch (const Complaint& complaint) {
         *error = name + ":" + std::to_string(complaint.line) + ": " + complaint.what();
     }
     return std::nullopt;
-}
-
-std::string PrintDescription(const Image& image) {
-    std::string out = "format-version = \"" + VersionText(image.version) + "\"\n";
-    out += "tool = " + Quote(image.tool) + "\ntag = " + Quote(image.tag) + "\n";
-    if (!image.mode_table_name.empty()) {
-        out += "mode-table-name = " + Quote(image.mode_table_name) + "\n";
-    }
-    bool pointed = false;
-    for (const SymbolRow& row : image.symbols) {
-        pointed = pointed || row.mode_id == kNone;
-    }
-    if (pointed && HasDataTable(image.version) && !image.has_data_table) {
-        out += "data-table = false\n";
-    }
-    const std::vector<std::string> paths = ModePaths(image);
-    for (size_t i = 0; i < image.modes.size(); ++i) {
-        const ModeRow& row = image.modes[i];
-        out += "\n[[mode]]\npath = " + Quote(paths[i]) + "\n";
-        if (row.parent != row.id && ModeText(paths, row.parent)[0] != '"') {
-            out += "parent = " + std::to_string(row.parent) + "\n";
-        }
-        out += row.link != kNone ? "link = " + ModeText(paths, row.link) + "\n" : "";
-        out += (row.flags & 1) != 0 ? "resident = true\n" : "";
-    }
-    for (const SymbolRow& row : image.symbols) {
-        if (row.mode_id == kNone) {
-            continue;
-        }
-        out += "\n[[module]]\ntype = " + Quote(row.type) + "\nversion = \"" +
-               VersionText(row.version) + "\"\n";
-        out += image.has_mode_table ? "mode = " + ModeText(paths, row.mode_id) + "\n" : "";
-        out += "payload = " + PayloadText(image, row.data_offset, row.data_size) + "\n";
-    }
-    for (const DataRow& row : image.data_rows) {
-        out += "\n[[data]]  # ID " + std::to_string(row.id) +
-               "\npayload = " + PayloadText(image, row.data_offset, row.data_size) + "\n";
-    }
-    for (const SymbolRow& row : image.symbols) {
-        if (row.mode_id == kNone) {
-            out += "\n[[data]]  # ID " + std::to_string(row.id) +
-                   "\npayload = " + PayloadText(image, row.data_offset, row.data_size) + "\n";
-        }
-    }
-    return out;
 }
 
 }  // namespace tuning

@@ -9,6 +9,7 @@ namespace {
 
 constexpr char kTag[] = "ZBR Tessaline Header";
 constexpr size_t kMinFile = 320;
+constexpr size_t kLongestLinkChain = 64;  // readers follow no more
 
 class Writer {
   public:
@@ -287,12 +288,14 @@ void CheckReferences(Reader& in, const Image& image, uint64_t symbols_at) {
     for (const ModeRow& row : image.modes) {
         uint32_t link = row.link;
         size_t steps = 0;
-        while (link < image.modes.size() && steps <= image.modes.size()) {
+        while (link < image.modes.size() && steps <= kLongestLinkChain) {
             link = image.modes[link].link;
             ++steps;
         }
-        if (steps > image.modes.size()) {
-            in.Note(symbols_at, "the links of mode " + std::to_string(row.id) + " do not end");
+        if (steps > kLongestLinkChain) {
+            in.Note(symbols_at, "the links of mode " + std::to_string(row.id) +
+                                    " do not end within " + std::to_string(kLongestLinkChain) +
+                                    " modes");
         }
     }
 }
