@@ -60,20 +60,80 @@ is_init_common_data take_common(Bytes& bytes) {
     common.is_sat_enabled = (flags & 0x70) == 0x70;
     common.is_ois_enabled = (flags & 8) != 0;
     common.is_dis_enabled = (flags & 0x700) == 0x700;
+    common.is_ifovc_enabled = (flags & 0x800) != 0;
+    constexpr uint32_t kModes[] = {1, 2, 3, 10, 11, 12, 101, 102};
+    if ((flags & 0x1000) != 0) {
+        common.operation_mode = kModes[flags >> 13];
+    }
     return common;
 }
 
-is_init_sensor_data take_sensor(Bytes& bytes, bool has_lens) {
+// Focus and distortion, nearly right; `grid` is used for both directions.
+void take_optics(Bytes& bytes, bool has_focus, const NcLibWarpGrid& grid,
+                 is_init_sensor_data& sensor) {
+    const uint8_t kind = bytes.take<uint8_t>();
+    if (has_focus) {
+        sensor.tuning.top.ifovc_frequency = 120;
+        sensor.tuning.z_lens_pos.enable = 1;
+        sensor.tuning.z_lens_pos.scale_source = kind % 3;
+        sensor.tuning.z_lens_pos.lut_len = 2;
+        sensor.tuning.z_lens_pos.lut_z_lens_pos_tab[0] = 1.0f;
+        sensor.tuning.z_lens_pos.lut_scale_vs_z_lens_pos_tab[0] = 1.0f;
+        bytes.spoil(&sensor.tuning.z_lens_pos, sizeof sensor.tuning.z_lens_pos);
+    }
+    is_tessaline_lens_distortion_correction& ldc = sensor.tuning.lens_distortion_correction;
+    if (kind >= 0x80) {
+        ldc.ldc_grid_source = kind & 0x40 ? 1 : 0;
+        ldc.ldc_grid_enable = kind & 0x40 ? 0 : 1;
+        ldc.ldc_calib_domain = kind % 4;
+        ldc.image_size_distorted_x = ldc.image_size_undistorted_x = steadywarp::test::kWidth;
+        ldc.image_size_distorted_y = ldc.image_size_undistorted_y = steadywarp::test::kHeight;
+        bytes.spoil(&ldc, sizeof ldc);
+        sensor.ldc_in2out = sensor.ldc_out2in = &grid;
+        sensor.ldc_calib_domain = kind % 2;
+    }
+}
+
+// A grid of 27 by 35 nodes, some of them spoiled.
+class TakenGrid {
+  public:
+    explicit TakenGrid(Bytes& bytes) {
+        for (uint32_t k = 0; k < EIS_GRID_POINTS; ++k) {
+            _nodes[k] = {60.0f * (static_cast<float>(k % 35) - 17.0f),
+                         45.0f * (static_cast<float>(k / 35) - 13.0f)};
+        }
+        bytes.spoil(_nodes, sizeof _nodes);
+        const auto kind = static_cast<NcLibWarpGridExtrapolationType>(bytes.take<uint8_t>() % 4);
+        _record = {
+            true,  {steadywarp::test::kWidth, steadywarp::test::kHeight}, 27, 35, _nodes, kind,
+            _nodes};
+        bytes.spoil(&_record.transformDefinedOn, sizeof _record.transformDefinedOn);
+    }
+    TakenGrid(const TakenGrid&) = delete;
+    TakenGrid& operator=(const TakenGrid&) = delete;
+
+    const NcLibWarpGrid& record() const { return _record; }
+
+  private:
+    NcLibWarpGridCoord _nodes[EIS_GRID_POINTS];
+    NcLibWarpGrid _record{};
+};
+
+is_init_sensor_data take_sensor(Bytes& bytes, const is_init_common_data& common,
+                                const NcLibWarpGrid& grid) {
     is_init_sensor_data sensor = valid_sensor();
     constexpr size_t kHead = offsetof(is_init_sensor_data, ldc_calib_domain);
     bytes.spoil(reinterpret_cast<char*>(&sensor) + kHead,
                 offsetof(is_init_sensor_data, tuning) - kHead);
-    if (has_lens) {
+    take_optics(bytes, common.is_ifovc_enabled, grid, sensor);
+    if (common.is_ois_enabled) {
         sensor.tuning.top.ois_frequency = 500;
         sensor.tuning.ois.module_type = bytes.take<uint8_t>() % 8;
         sensor.tuning.ois.data_conversion_x_tab[1] = 1.0f;
         sensor.tuning.ois.data_conversion_y_tab[2] = 1.0f;
     }
+    sensor.tuning.dis.enable = 1;
+    sensor.tuning.dis.confidence_threshold = 100;
     bytes.spoil(&sensor.tuning.top, sizeof sensor.tuning.top);
     bytes.spoil(&sensor.tuning.general, sizeof sensor.tuning.general);
     bytes.spoil(&sensor.tuning.blur_masking, sizeof sensor.tuning.blur_masking);
@@ -81,10 +141,11 @@ is_init_sensor_data take_sensor(Bytes& bytes, bool has_lens) {
     // Rates beyond this ask for memory and find nothing new.
     sensor.tuning.top.gyro_frequency %= 20000;
     sensor.tuning.top.ois_frequency %= 20000;
+    sensor.tuning.top.ifovc_frequency %= 20000;
     return sensor;
 }
 
-std::vector<_sample_data_s> take_samples(Bytes& bytes, uint64_t around) {
+std::vector<_sample_data_s> take_samples(Bytes& bytes, uint64_t around, double least = 0.0) {
     std::vector<_sample_data_s> samples(bytes.take<uint8_t>() % 48);
     uint64_t ts = around - 40000;
     for (_sample_data_s& sample : samples) {
@@ -92,7 +153,7 @@ std::vector<_sample_data_s> take_samples(Bytes& bytes, uint64_t around) {
         ts += kind < 240 ? 2000 : bytes.take<uint64_t>();
         sample.ts = ts;
         sample.data[0] = kind % 16 != 0 ? 0.05 * (kind % 7) : bytes.take<double>();
-        sample.data[1] = 0.01 * (kind % 5);
+        sample.data[1] = least + 0.01 * (kind % 5);
     }
     return samples;
 }
@@ -112,6 +173,20 @@ void run_frame(Bytes& bytes, eis_context* context, uint32_t frame_id, uint64_t& 
     bytes.spoil(&input.window_regions, sizeof input.window_regions);
     input.gyro = {gyro.data(), static_cast<uint32_t>(gyro.size())};
     input.ois = {lens.data(), static_cast<uint32_t>(lens.size())};
+    const std::vector<_sample_data_s> focus = take_samples(bytes, sof, 0.95);
+    input.ifovc = {focus.data(), static_cast<uint32_t>(focus.size())};
+    // One matrix serves as alignment and as upstream transform.
+    const uint8_t parts = bytes.take<uint8_t>();
+    NcLibPerspTransformSingle matrix = {{1, 0, 0, 0, 1, 0, 0, 0, 1}};
+    NcLibWarp warp{};
+    warp.matrices = {true,   {VIRTUAL_DOMAIN_WIDTH, VIRTUAL_DOMAIN_HEIGHT}, CENTERED, 256, 1, 1,
+                     &matrix};
+    if ((parts & 3) != 0) {
+        bytes.spoil(&matrix, sizeof matrix);
+        warp.direction = (parts >> 2) & 1;
+        input.sat = (parts & 1) != 0 ? &warp : nullptr;
+        input.pre_eis_transform_margins_reduction = (parts & 2) != 0 ? &warp : nullptr;
+    }
     is_time_intervals intervals{};
     eis2_get_time_intervals(context, &input.frame_time_input, input.active_sensor_idx, &intervals);
     eis2_process(context, &input, &memory.output);
@@ -122,9 +197,10 @@ void run_frame(Bytes& bytes, eis_context* context, uint32_t frame_id, uint64_t& 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     Bytes bytes(data, size);
     const is_init_common_data common = take_common(bytes);
+    const TakenGrid grid(bytes);
     std::vector<is_init_sensor_data> sensors;
     for (uint32_t i = bytes.take<uint8_t>() % 3 + 1; i > 0; --i) {
-        sensors.push_back(take_sensor(bytes, common.is_ois_enabled));
+        sensors.push_back(take_sensor(bytes, common, grid.record()));
     }
     eis_context* context = nullptr;
     if (eis2_initialize(&context, &common, sensors.data(), static_cast<uint32_t>(sensors.size())) !=
