@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """Holds what the built library exports against the list that says what it should.
 
-Usage: exports_test.py LIBRARY MAP
+Usage: exports_test.py LIBRARY MAP NM
 Prints every name that is in one and not in the other and exits with 1 if there is any.
 """
 import fnmatch
@@ -29,8 +29,8 @@ def listed(path):
     return names, patterns
 
 
-def exported(library):
-    out = subprocess.run(["nm", "-D", "--defined-only", library], check=True,
+def exported(library, nm):
+    out = subprocess.run([nm, "-D", "--defined-only", library], check=True,
                          capture_output=True, text=True).stdout
     symbols = set()
     for line in out.splitlines():
@@ -46,9 +46,9 @@ def demangled(symbol):
 
 
 def main():
-    library, version_map = sys.argv[1:]
+    library, version_map, nm = sys.argv[1:]
     names, patterns = listed(version_map)
-    symbols = exported(library)
+    symbols = exported(library, nm)
     faults = [f"listed but not exported: {name}" for name in sorted(names - symbols)]
     used = set()
     for symbol in sorted(symbols - names):

@@ -333,17 +333,36 @@ TEST(Reload, AChangedFileIsMetAndHeldModulesStay) {
     EXPECT_EQ(next->number, 332u);
 }
 
-TEST(Reload, ABrokenPayloadGivesTheShallowerModuleAndNoReload) {
+TEST(Reload, AModeThatCannotBeLoadedReloadsTwiceAndHarmsNoHolder) {
     tuning::Image image = SampleImage();
     image.symbols[3].data_size = 2;
     SampleFile disk;
     disk.Write(tuning::Encode(image));
     SampleManager manager(true);
     ASSERT_TRUE(manager.LoadBinaryParameters(disk.Name()));
+    SampleModule* held = manager.Get(kVideo);
+    SampleModule* previous = manager.Get("0.0|1.0");
     LogLines lines;
-    EXPECT_EQ(NumberAt(manager, kAdrc), 122u);
-    EXPECT_EQ(lines.Count("path: 0.0|1.0|2.2|3.2, skipping"), 1u);
-    EXPECT_EQ(lines.Count("Reloading"), 0u);
+    const int live = SampleModule::live;
+    for (size_t call = 1; call <= 3; ++call) {
+        EXPECT_EQ(NumberAt(manager, kAdrc), 122u);
+        EXPECT_EQ(lines.Count("path: 0.0|1.0|2.2|3.2, skipping"), call);
+        EXPECT_EQ(lines.Count("Reloading"), 2 * call);
+        EXPECT_EQ(held->number, 122u);
+        EXPECT_STREQ(held->text, "same");
+    }
+    SampleModule* fresh = manager.Get(kAdrc, "alpha", previous);
+    ASSERT_NE(fresh, nullptr);
+    EXPECT_EQ(lines.Count("Attempt to release module with a nullptr Data->Mode object."), 1u);
+    EXPECT_NE(fresh, held);
+    held->Release();
+    fresh->Release();
+    PList<TuningMode> branch;
+    manager.GetModeBranchFromPath(kAdrc, branch);
+    EXPECT_FALSE(manager.LoadMode(branch.begin(), branch.Count(), "alpha"));
+    EXPECT_TRUE(manager.LoadMode(branch.begin(), 3, "alpha"));
+    // What nobody holds any more is gone, but for one file's modules out of use.
+    EXPECT_EQ(SampleModule::live, live + 5);
 }
 
 TEST(Update, ReplacesValuesFromABuffer) {

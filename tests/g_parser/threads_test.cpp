@@ -81,6 +81,94 @@ TEST(Threads, AFileThatChangesIsReloadedOnce) {
     EXPECT_EQ(wrong, 0);
 }
 
+// A mode that can never be loaded has every reader reload the file, two times a call. All of them
+// end, each with the shallower module, and what somebody holds stays what it was.
+TEST(Threads, AModeThatCannotBeLoadedStopsNobody) {
+    LogLines lines;
+    tuning::Image image = SampleImage();
+    image.symbols[3].data_size = 2;
+    SampleFile disk;
+    disk.Write(tuning::Encode(image));
+    SampleManager manager(true);
+    ASSERT_TRUE(manager.LoadBinaryParameters(disk.Name()));
+    std::atomic<int> wrong{0};
+    std::vector<std::thread> threads;
+    for (int reader = 0; reader < kReaders; ++reader) {
+        threads.emplace_back([&, reader] {
+            SampleModule* held = nullptr;
+            for (int round = 0; round < kRounds / 4; ++round) {
+                if (round % 5 == 0) {
+                    held = manager.Get("0.0|1.0|2.3", "alpha", held);
+                }
+                SampleModule* module = manager.Get(reader % 2 == 0 ? "0.0|1.0|2.2|3.2" : "0.0|1.0");
+                wrong += module == nullptr || module->number != (reader % 2 == 0 ? 122u : 110u);
+                manager.ReleaseModule(module);
+                wrong +=
+                    held == nullptr || held->number != 122u || std::strcmp(held->text, "same") != 0;
+            }
+            manager.ReleaseModule(held);
+        });
+    }
+    RunAll(threads);
+    EXPECT_EQ(wrong, 0);
+    EXPECT_GT(lines.Count("Reloading binary file"), 1u);
+}
+
+// Everything at once: readers that hold, loads, unloads, reloads of a file that changes.
+TEST(Threads, ReadersAmongLoadsUnloadsAndReloads) {
+    LogLines lines;
+    SampleFile disk;
+    disk.Write(SampleBytes(SampleText(0)));
+    SampleManager manager(true);
+    ASSERT_TRUE(manager.LoadBinaryParameters(disk.Name()));
+    std::atomic<bool> stop{false};
+    std::atomic<int> wrong{0};
+    std::atomic<int> fetched{0};
+    std::vector<std::thread> threads;
+    for (int reader = 0; reader < kReaders; ++reader) {
+        threads.emplace_back([&] {
+            char text[64];
+            unsigned char modes[64];
+            PList<ParameterParserInfo> list;
+            SampleModule* held = nullptr;
+            while (!stop) {
+                held = manager.Get("0.0|1.0|2.2|3.2", "alpha", held);
+                wrong += held == nullptr;
+                fetched += held != nullptr ? 1 : 0;
+                manager.GetValue("0.0|1.0", "alpha", "number", text, sizeof text);
+                manager.GetChildModes("0.0|1.0", modes, sizeof modes);
+                manager.GetInfo("0.0", "", list);
+                list.Clear();
+                manager.GetActiveModes(text, sizeof text);
+                // Readers without a pause would keep whoever wants the tree alone waiting.
+                std::this_thread::sleep_for(std::chrono::microseconds(200));
+            }
+            manager.ReleaseModule(held);
+        });
+    }
+    threads.emplace_back([&] {
+        PList<TuningMode> branch;
+        manager.GetModeBranchFromPath("0.0|1.0|2.2|3.2", branch);
+        for (int round = 0; round < kRounds; ++round) {
+            manager.LoadMode(branch.begin(), branch.Count(), "alpha");
+            manager.UnloadMode(branch.begin(), branch.Count() - 1);
+            std::this_thread::yield();
+        }
+    });
+    for (int round = 1; round <= 8; ++round) {
+        disk.Write(SampleBytes(SampleText(round * 1000)));
+        EXPECT_TRUE(manager.ReloadBinaryParameters(false));
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    threads.back().join();
+    threads.pop_back();
+    stop = true;
+    RunAll(threads);
+    EXPECT_EQ(wrong, 0);
+    EXPECT_GT(fetched, kReaders);
+    EXPECT_EQ(manager.Get("0.0|1.0|2.2|3.2")->number, 8032u);
+}
+
 TEST(Threads, UpdatesWhileOthersRead) {
     LogLines lines;
     tuning::Bytes bytes = SampleBytes(SampleText(100));

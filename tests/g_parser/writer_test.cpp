@@ -6,7 +6,7 @@
 TEST(Writer, BuildDumpBuildGivesTheSameBytes) {
     // Siblings of one path, texts with quotes, resident modes, nested arrays, equal payloads.
     const std::string rich =
-        "tag = \"a \\\"quoted\\\" tag\"\n[[mode]]\npath = \"Default\"\n"
+        "tag = \"a \\\"quoted\\\" t\u00e4g \xff\xc3\"\n[[mode]]\npath = \"Default\"\n"
         "[[mode]]\npath = \"Default|Scene.Night\"\nresident = true\n"
         "[[mode]]\npath = \"Default|Scene.Night\"\nlink = 1\n"
         "[[mode]]\npath = \"Default|12.7\"\nparent = 2\n"
@@ -37,7 +37,10 @@ TEST(Writer, ErrorsNameTheLine) {
         {"[[mode]]\npath = \"Default|Sensor.1\"\n", "f:1: expected a [[mode]] \"Default\" above"},
         {"[[module]]\ntype = \"t\"\n", "f:1: expected values = [...]"},
         {"[[module]]\ntype = \"t\"\nvalues = [\n{ u8 = 300 }]\n", "f:4: 300 does not fit in u8"},
-        {"tag = \n", "f:1: "}};
+        {"tag = \n", "f:1: "},
+        {"tool = \"\\u0000\"\n", "f:1: tool takes no zero bytes"},
+        {"[[module]]\ntype = \"t\"\nvalues = [{ f32 = 1e300 }]\n",
+         "f:3: the number does not fit in f32"}};
     for (const auto& c : kCases) {
         std::string error;
         EXPECT_FALSE(tuning::ParseDescription(c.text, "f", std::nullopt, &error));

@@ -5,8 +5,11 @@
 #include "nclib/Logic/WarpAdjust/topology.hpp"
 #include "nclib/Logic/WarpAdjust/warp_copy.hpp"
 #include "nclib/geometry/geometric_fit.hpp"
+#include "steadywarp/eis_utility.h"
+#include "steadywarp/nclib_ica.h"
+#include "steadywarp/nclib_temporal.h"
 #include "support/allocation_counter.hpp"
-#include "support/warp_fixtures.hpp"
+#include "support/frame_fixtures.hpp"
 
 namespace {
 
@@ -61,6 +64,63 @@ TEST(WarpAllocation, OnlyReversalAllocates) {
     bcvGeomRigidTransformFitDP(&points, h);
     NcLibWarpConvertToVirtualDomain(nullptr, nullptr);  // logs
     EXPECT_EQ(allocation_count(), before);
+    Zelm::Log::SetSink(nullptr, nullptr);
+}
+
+TEST(WarpAllocation, FunctionsOnWholeFramesAllocateNothing) {
+    NcLibChipInfo::Set(kChip30, 0);
+    Zelm::Log::SetSink(DropLine, nullptr);
+    Frame now(1e-9, kHandNow, 3), before(1e-9, kHandBefore, 3);
+    Alignment alignment(kMotion);
+    WarpRoom room;
+    room.record.grid.numRows = 27;
+    room.record.grid.numColumns = 35;
+    const NcLibImageSize size = {1920, 1440};
+    const NcLibZoomWindow whole = {1920, 1440, 0, 0, 1920, 1440};
+    FD_CONFIG_CONTEXT faces = {1, {500}, {400}, {}}, carried;
+    NcLibWarpGeomIn geom{};
+    geom.inputSize = size;
+    geom.eisFOV = whole;
+    geom.frameWarps = {STABILIZED_IMAGE_DOMAIN, &alignment.warp, &now.record,
+                       &before.record,          &now.lens,       &before.lens};
+    geom.fdConfig = &faces;
+    geom.fdFromPreviousFrame = true;
+    NcLibWarpGeomOut geom_out = {&carried, {}};
+    NcLibCalcMctfIn mctf{};
+    mctf.inputSize = &size;
+    mctf.eisFOV = whole;
+    mctf.frameWarps = geom.frameWarps;
+    const NcLibGenerateGMOStatisticsIn statistics = {alignment.warp, size, whole};
+    NcLibGenerateGMOStatisticsOut sums;
+    std::vector<NcLibWarpGridCoord> scratch(NC_LIB_ICA_VALIDITY_INTERMEDIATE_BYTES / 8);
+    const NcLibCheckIcaTransformValidityIn validity = {&alignment.warp, whole, whole};
+    int is_valid = 0;
+    const ICA_Tessaline tuning{};
+    auto tables = std::make_unique<NcLibIcaWarp>();
+    IcaParameters parameters{};
+    std::vector<unsigned char> work(EIS_SINGLE_GRID_WORK_BYTES);
+    NcLibWarp fold = {alignment.matrices.record, now.lens_grid->record, OUT_2_IN};
+    NcLibWarpMatrices strips = room.record.matrices;
+
+    const size_t start = allocation_count();
+    EXPECT_EQ(NcLibWarpGeometries(&geom, &geom_out), NC_LIB_SUCCESS);
+    EXPECT_EQ(NcLibCalcMctfTransform(&mctf, &room.record), NC_LIB_SUCCESS);
+    mctf.outDomain = STABILIZED_IMAGE_DOMAIN;
+    mctf.frameWarps.alignmentDomain = DISTORTED_IMAGE_DOMAIN;
+    EXPECT_EQ(NcLibCalcMctfTransform(&mctf, &room.record), NC_LIB_SUCCESS);
+    EXPECT_EQ(NcLibGenerateGMOStatistics(&statistics, &sums), NC_LIB_SUCCESS);
+    EXPECT_EQ(NcLibGenerateHfr(&now.lens, 2, &room.record), NC_LIB_SUCCESS);
+    EXPECT_EQ(NcLibCheckIcaTransformValidity(&validity, false, scratch.data(), &is_valid, nullptr),
+              NC_LIB_SUCCESS);
+    EXPECT_EQ(
+        ICA_ProcessNcLib(&tuning, nullptr, &now.lens_grid->record, &now.matrices.record, nullptr,
+                         nullptr, 1, 30, tables.get(), &parameters, nullptr, nullptr),
+        NC_LIB_SUCCESS);
+    EXPECT_EQ(eis_utility_convert_output_stabilize_to_single_grid(
+                  &before.lens_grid->record, &fold, work.data(), work.size(), &room.record.grid),
+              EIS_SUCCESS);
+    EXPECT_EQ(eis_utility_convert_grid_to_matrices(&room.record.grid, &strips), EIS_SUCCESS);
+    EXPECT_EQ(allocation_count(), start);
     Zelm::Log::SetSink(nullptr, nullptr);
 }
 

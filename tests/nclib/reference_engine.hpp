@@ -126,6 +126,14 @@ inline Point CornerGridNode(const NcLibWarpGrid& g, int64_t r, int64_t c) {
     return inside ? at(r, c) : line(at(r, columns - 1), at(r, columns - 2));
 }
 
+/// One point through one matrix, in double precision, rounded at the end.
+inline Point MapByMatrix(const float* m, Point p) {
+    const double x = double{p.x}, y = double{p.y};
+    const double w = double{m[6]} * x + double{m[7]} * y + double{m[8]};
+    return {static_cast<float>((double{m[0]} * x + double{m[1]} * y + double{m[2]}) / w),
+            static_cast<float>((double{m[3]} * x + double{m[4]} * y + double{m[5]}) / w)};
+}
+
 /// Three nodes of an axis that a plane is fitted over.
 inline void Three(int64_t first, int64_t count, int64_t* nodes) {
     const int64_t a = first + 3 > count - 1 ? count - 1 : std::max<int64_t>(first, 0);

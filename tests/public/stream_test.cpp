@@ -389,26 +389,6 @@ TEST(Stream, SwitchesSensorsWithoutAlignment) {
     EXPECT_EQ(count_of(log, "[ERR]  IS0516"), 3u) << log;
 }
 
-TEST(Stream, SaysThatAnUpstreamTransformIsLeftOut) {
-    NcLibPerspTransformSingle identity = {{1, 0, 0, 0, 1, 0, 0, 0, 1}};
-    NcLibWarp warp{};
-    warp.matrices.enable = true;
-    warp.matrices.transformDefinedOn = {VIRTUAL_DOMAIN_WIDTH, VIRTUAL_DOMAIN_HEIGHT};
-    warp.matrices.numRows = warp.matrices.numColumns = 1;
-    warp.matrices.perspMatrices = &identity;
-    Session session;
-    session.stream.upstream = &warp;
-    std::string log = log_of([&] { session.run(0, 1); });
-    EXPECT_EQ(count_of(log, "pre_eis_transform_margins_reduction is not available"), 1u) << log;
-    warp.matrices.transformDefinedOn = {1920, 1080};
-    log = log_of([&] { session.run(1, 2); });
-    EXPECT_EQ(count_of(log, "matrices is not in virtual domain"), 1u) << log;
-    EXPECT_EQ(count_of(log, "sub-optimal (# errors, # warnings # info) : (0, 1, 0)"), 1u) << log;
-    warp.matrices.numRows = 2;
-    log = log_of([&] { session.run(2, 3); });
-    EXPECT_EQ(count_of(log, "(numRows, numColumns): (2, 1)"), 1u) << log;
-}
-
 TEST(Stream, GivesTheSameBitsTwice) {
     Session a;
     Session b;

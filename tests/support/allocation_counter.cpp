@@ -11,6 +11,7 @@ std::atomic<size_t> count{0};
 std::atomic<size_t> live{0};
 std::atomic<size_t> fail_in{0};
 std::atomic<size_t> fail_calloc_in{0};
+std::atomic<size_t> fail_any_in{0};
 
 bool must_fail(std::atomic<size_t>& countdown) {
     size_t left = countdown.load();
@@ -46,18 +47,24 @@ extern "C" {
 void* __real_malloc(size_t size);
 void* __real_calloc(size_t number, size_t size);
 void* __real_realloc(void* block, size_t size);
+char* __real_strdup(const char* text);
 
 void* __wrap_malloc(size_t size) {
     ++count;
-    return __real_malloc(size);
+    return must_fail(fail_any_in) ? nullptr : __real_malloc(size);
 }
 void* __wrap_calloc(size_t number, size_t size) {
     ++count;
-    return must_fail(fail_calloc_in) ? nullptr : __real_calloc(number, size);
+    return must_fail(fail_calloc_in) || must_fail(fail_any_in) ? nullptr
+                                                               : __real_calloc(number, size);
 }
 void* __wrap_realloc(void* block, size_t size) {
     ++count;
-    return __real_realloc(block, size);
+    return must_fail(fail_any_in) ? nullptr : __real_realloc(block, size);
+}
+char* __wrap_strdup(const char* text) {
+    ++count;
+    return must_fail(fail_any_in) ? nullptr : __real_strdup(text);
 }
 }
 
@@ -104,6 +111,10 @@ void fail_allocation(size_t n) {
 
 void fail_c_allocation(size_t n) {
     fail_calloc_in = n;
+}
+
+size_t fail_any_allocation(size_t n) {
+    return fail_any_in.exchange(n);
 }
 
 size_t live_blocks() {

@@ -31,6 +31,23 @@ is_init_sensor_data valid_sensor() {
     return sensor;
 }
 
+void set_identity_grids(is_init_sensor_data& sensor) {
+    is_tessaline_lens_distortion_correction& ldc = sensor.tuning.lens_distortion_correction;
+    ldc.ldc_grid_enable = 1;
+    ldc.ldc_calib_domain = 2;
+    ldc.image_size_distorted_x = ldc.image_size_undistorted_x = sensor.input_width;
+    ldc.image_size_distorted_y = ldc.image_size_undistorted_y = sensor.input_height;
+    for (uint32_t i = 0; i < EIS_GRID_POINTS; ++i) {
+        // 256 virtual units from node to node, the middle one in the middle.
+        const float x = 256.0f * (static_cast<float>(i % EIS_GRID_COLUMNS) - 17.0f);
+        const float y = 256.0f * (static_cast<float>(i / EIS_GRID_COLUMNS) - 13.0f);
+        ldc.distorted_input_to_undistorted_ldc_grid_x_tab[i] = x;
+        ldc.distorted_input_to_undistorted_ldc_grid_y_tab[i] = y;
+        ldc.undistorted_to_distorted_input_ldc_grid_x_tab[i] = x;
+        ldc.undistorted_to_distorted_input_ldc_grid_y_tab[i] = y;
+    }
+}
+
 is_window_regions centred_windows(uint32_t width, uint32_t height, uint32_t crop_width,
                                   uint32_t crop_height) {
     const float w = static_cast<float>(width);

@@ -27,6 +27,9 @@ is_init_common_data valid_common();
 /// A rear camera with mount angle 180, whose camera axes are the phone's turned about x.
 is_init_sensor_data valid_sensor();
 
+/// Give a sensor tuned distortion grids that distort nothing.
+void set_identity_grids(is_init_sensor_data& sensor);
+
 /// The full picture in front of the stabilizer, and a centred crop of it.
 is_window_regions centred_windows(uint32_t width = kWidth, uint32_t height = kHeight,
                                   uint32_t crop_width = kCropWidth,

@@ -18,18 +18,13 @@ std::vector<_sample_data_s> sampled(const RateSource& rates, uint64_t begin_us, 
     return samples;
 }
 
-namespace {
-
-// The samples of an interval, both ends included.
-is_sample_array within(const std::vector<_sample_data_s>& samples,
-                       const is_time_interval& interval) {
+is_sample_array samples_within(const std::vector<_sample_data_s>& samples,
+                               const is_time_interval& interval) {
     const auto earlier = [](const _sample_data_s& sample, uint64_t ts) { return sample.ts < ts; };
     const auto first = std::lower_bound(samples.begin(), samples.end(), interval.first_ts, earlier);
     const auto last = std::lower_bound(first, samples.end(), interval.last_ts + 1, earlier);
     return {samples.data() + (first - samples.begin()), static_cast<uint32_t>(last - first)};
 }
-
-}  // namespace
 
 is_input Stream::input_for(uint64_t sof_us, const is_time_interval& interval) const {
     is_input input{};
@@ -37,7 +32,7 @@ is_input Stream::input_for(uint64_t sof_us, const is_time_interval& interval) co
     input.active_sensor_idx = sensor;
     input.frame_time_input = times;
     input.frame_time_input.sof = sof_us;
-    input.gyro = within(samples, interval);
+    input.gyro = samples_within(samples, interval);
     input.window_regions = windows;
     input.focus_distance = focus_distance;
     input.sat = sat;
@@ -51,10 +46,12 @@ FrameResult Stream::frame(uint64_t sof_us, OutputMemory& memory, bool with_sampl
     asked.sof = sof_us;
     result.interval_status = eis2_get_time_intervals(_context, &asked, sensor, &result.intervals);
     is_input input = input_for(sof_us, result.intervals.gyro);
-    input.ois = within(ois_samples, result.intervals.ois);
+    input.ois = samples_within(ois_samples, result.intervals.ois);
+    input.ifovc = samples_within(ifovc_samples, result.intervals.ifovc);
     if (!with_samples) {
         input.gyro = {};
         input.ois = {};
+        input.ifovc = {};
     }
     result.num_samples = input.gyro.num_elements;
     result.process_status = eis2_process(_context, &input, &memory.output);

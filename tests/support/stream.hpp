@@ -23,6 +23,10 @@ RateSource constant_rate(double x, double y, double z);
 std::vector<_sample_data_s> sampled(const RateSource& rates, uint64_t begin_us, uint64_t end_us,
                                     uint64_t period_us);
 
+/// The samples of an interval, both ends included; `samples` rise in time.
+is_sample_array samples_within(const std::vector<_sample_data_s>& samples,
+                               const is_time_interval& interval);
+
 /// What a frame came to.
 struct FrameResult {
     uint32_t interval_status = 0;
@@ -38,6 +42,7 @@ class Stream {
     /// All samples that exist; the stream hands over those that are asked for.
     std::vector<_sample_data_s> samples;
     std::vector<_sample_data_s> ois_samples;
+    std::vector<_sample_data_s> ifovc_samples;
     is_frame_times times = {0, 33333, 10000, 25000};
     is_window_regions windows = centred_windows();
     uint32_t frame_id = 0;  ///< of the frame processed last

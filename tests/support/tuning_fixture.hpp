@@ -23,8 +23,16 @@ class SampleModule : public ParameterModule {
   public:
     static constexpr VersionUnion kVersion{1, 2, 3};
 
-    SampleModule(char const* name, ModuleData* data) : ParameterModule(name, kVersion, data) {}
-    ~SampleModule() override { SampleModule::UnloadModule(); }
+    /// Objects that were made and not deleted.
+    static inline std::atomic<int> live{0};
+
+    SampleModule(char const* name, ModuleData* data) : ParameterModule(name, kVersion, data) {
+        ++live;
+    }
+    ~SampleModule() override {
+        SampleModule::UnloadModule();
+        --live;
+    }
 
     ParameterModule* Create(ModuleData* data, DefaultModule* defaults) const override {
         if (std::strcmp(GetModuleType(), data->Type) != 0 || data->Version != kVersion) {
@@ -37,7 +45,10 @@ class SampleModule : public ParameterModule {
         auto* made = new (std::nothrow) SampleModule(GetModuleName(), data);
         if (made != nullptr) {
             made->m_recordId = id;
-            defaults->AddModule(made);
+            if (!defaults->AddModule(made)) {
+                delete made;
+                return nullptr;
+            }
         }
         return made;
     }
@@ -122,8 +133,12 @@ class SampleModule : public ParameterModule {
             return true;
         }
         numbers = count > 0 ? static_cast<uint32_t*>(std::calloc(count, 4)) : nullptr;
+        if (numbers == nullptr && count > 0) {
+            Zelm::Log::LogSystem(0x20000, Zelm::Log::Level::kError, "Failed to allocate numbers");
+            return false;
+        }
         if (numbers == nullptr) {
-            return count == 0;
+            return true;
         }
         elements.SetDupObject(numbers, count, __FILE__, 1);
         for (uint32_t i = 0; i < count; ++i) {
@@ -153,16 +168,20 @@ class SampleManager : public ParameterSetManager {
         SetLogEnables(true, true, false);
         SetModeCacheSize(17);
         SetFileModeEnabled(fileMode);
-        AddDefaultModule(new SampleModule("tessaline_alpha", nullptr));
-        AddDefaultModule(new SampleModule("beta", nullptr));
+        AddDefaultModule(new (std::nothrow) SampleModule("tessaline_alpha", nullptr));
+        AddDefaultModule(new (std::nothrow) SampleModule("beta", nullptr));
     }
     ~SampleManager() override { DeleteDefaultModules(); }
     DefaultModule* GetDefaultModule(char const* type) override { return FindDefaultModule(type); }
     void SaveAndClearModules() override { SaveAndClearDefaultModules(); }
     bool UpdateBinaryParameters(unsigned char* buffer, unsigned long length) {
-        return UpdateFromBuffer(new SampleManager(), buffer, length);
+        return UpdateFromBuffer(new (std::nothrow) SampleManager(), buffer, length);
     }
     using ParameterSetManager::GetSymbolTable;
+    using ParameterSetManager::SetModeCacheSize;
+    using ParameterSetManager::SetQuietMissingModules;
+    void ShowDebugLines() { SetLogEnables(true, true, true); }
+    void AddType(char const* name) { AddDefaultModule(new SampleModule(name, nullptr)); }
 
     SampleModule* Get(char const* path, char const* name = "alpha",
                       SampleModule* previous = nullptr) {
@@ -203,8 +222,10 @@ class LogLines {
 class SampleFile {
   public:
     SampleFile() {
-        static int count = 0;
-        m_name = "tuning_" + std::to_string(getpid()) + "_" + std::to_string(++count) + ".bin";
+        static std::atomic<int> count{0};
+        char const* folder = std::getenv("TMPDIR");
+        m_name = std::string(folder != nullptr ? folder : "/tmp") + "/steadywarp_" +
+                 std::to_string(getpid()) + "_" + std::to_string(++count) + ".bin";
     }
     ~SampleFile() { std::remove(m_name.c_str()); }
     void Write(const tuning::Bytes& bytes) {
@@ -216,6 +237,13 @@ class SampleFile {
         utimensat(AT_FDCWD, part.c_str(), times, 0);
         std::rename(part.c_str(), m_name.c_str());
     }
+    /// Shorten the file without a trace in its modification time.
+    void CutTo(off_t length) {
+        (void)!truncate(m_name.c_str(), length);
+        const struct timespec times[2] = {{m_time, 0}, {m_time, 0}};
+        utimensat(AT_FDCWD, m_name.c_str(), times, 0);
+    }
+    void Remove() { std::remove(m_name.c_str()); }
     char const* Name() const { return m_name.c_str(); }
 
   private:

@@ -1,66 +1,26 @@
 // SPDX-License-Identifier: Apache-2.0
 // The real command in a process of its own: exit status, what it prints, what it leaves behind.
-#include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <nlohmann/json.hpp>
-#include <sstream>
+#include <map>
+
+#include "support/command_runner.hpp"
 
 namespace {
 
 namespace fs = std::filesystem;
 using Json = nlohmann::json;
-
-std::string content(const fs::path& path) {
-    std::ostringstream out;
-    out << std::ifstream(path, std::ios::binary).rdbuf();
-    return out.str();
-}
+using steadywarp::test::content;
+using steadywarp::test::Outcome;
 
 size_t count_lines(const fs::path& path) {
     const std::string text = content(path);
     return static_cast<size_t>(std::count(text.begin(), text.end(), '\n'));
 }
 
-struct Outcome {
-    int status;
-    std::string out;
-    std::string err;
-};
-
-class Command : public testing::Test {
+class Command : public steadywarp::test::CommandTest {
   protected:
-    void SetUp() override {
-        std::string name = testing::TempDir() + "steadywarp-XXXXXX";
-        ASSERT_NE(mkdtemp(name.data()), nullptr);
-        folder_ = name;
-    }
-    void TearDown() override { fs::remove_all(folder_); }
-
-    /// Run with arguments for a shell; '@' in them stands for the test's folder.
-    Outcome run(std::string arguments) const {
-        for (size_t at = 0; (at = arguments.find('@', at)) != std::string::npos;) {
-            arguments.replace(at, 1, folder_.string());
-        }
-        const std::string line = std::string(STEADYWARP_COMMAND) + " " + arguments + " >" +
-                                 (folder_ / "stdout").string() + " 2>" +
-                                 (folder_ / "stderr").string();
-        const int status = std::system(line.c_str());
-        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, content(folder_ / "stdout"),
-                content(folder_ / "stderr")};
-    }
-
-    void file(const std::string& name, const std::string& text) const {
-        std::ofstream(folder_ / name, std::ios::binary) << text;
-    }
-
-    Json summary() const { return Json::parse(content(folder_ / "out/summary.json")); }
-
-    fs::path folder_;
+    Json summary() const { return json("out/summary.json"); }
 };
 
 /// A log of `count` samples at 500 Hz from one second on, still.
@@ -144,7 +104,7 @@ TEST_F(Command, SteadiesTheBuiltInWalk) {
     ASSERT_EQ(outcome.status, 0) << outcome.err;
     EXPECT_EQ(count_lines(folder_ / "out/warps.csv"), 301u);
     EXPECT_EQ(count_lines(folder_ / "out/grids.csv"), 301u);
-    EXPECT_EQ(std::distance(fs::directory_iterator(folder_ / "out"), {}), 3);
+    EXPECT_EQ(std::distance(fs::directory_iterator(folder_ / "out"), {}), 5);
     EXPECT_NE(outcome.out.find("ratio"), std::string::npos);
     const Json json = summary();
     EXPECT_EQ(json["frames"]["in"], 300);
@@ -211,6 +171,90 @@ TEST_F(Command, TakesAGyroLogFromTimeZero) {
     EXPECT_NE(content(folder_ / "out/warps.csv").find("\n1,33333,"), std::string::npos);
 }
 
+// From the text to the binary to the stream; the same tuning as INI gives the same bytes.
+TEST_F(Command, TakesTheTuningFromAFile) {
+    ASSERT_EQ(run("tuning build " STEADYWARP_EXAMPLES "/phone.toml -o @/phone.bin").status, 0);
+    file("old.toml",
+         "[[module]]\ntype = \"eis11_sw\"\nversion = \"1.1.0\"\nvalues = [{ i32 = [1, 1, 0] }, "
+         "{ text = \"old\" }, { f32 = [0.15, 0] }, { u32 = [1600, 500] }, { f32 = 0.006 }, "
+         "{ zeros = 360 }, { i32 = [-700, 0, 0, 0] }, { zeros = 44 }]\n");
+    ASSERT_EQ(run("tuning build @/old.toml -o @/old.bin").status, 0);
+    const std::string sensor = "[sensor_data\\idx0\\";
+    const std::string video = sensor + "top]\ngyro_frequency = 500\n" + sensor +
+                              "general]\nminimal_total_margin = 0.2\nfocal_length = 1450\n"
+                              "gyro_noise_floor = 0.004\n" +
+                              sensor + "timing]\ns3d_offset = 1200\n" + sensor +
+                              "blur_masking]\nenable = 1\nmin_strength = 0.3\n"
+                              "exposure_time_th = 0.008\nstart_decrease_at_blur = 4\n"
+                              "end_decrease_at_blur = 12\n";
+    const std::string old = sensor +
+                            "general]\nminimal_total_margin = 0.15\nfocal_length = 1600\n"
+                            "gyro_noise_floor = 0.006\n" +
+                            sensor + "timing]\ns3d_offset = -700\n";
+    const struct {
+        const char* options;
+        std::string camera;
+    } rows[] = {
+        {"--tuning @/phone.bin --mode 'Default|Sensor.0|Usecase.Video'", video},
+        {"--tuning @/phone.bin --mode 'default|1.0|USECASE.2'", video},
+        {"--tuning @/phone.bin --mode 'Default|Sensor.0'", ""},
+        {"--tuning @/phone.bin --mode 'Default|Sensor.0|Usecase.Preview'", ""},
+        {"--tuning @/phone.bin", ""},
+        {"--tuning @/old.bin", old},
+    };
+    std::map<std::string, std::string> warps;
+    for (const auto& row : rows) {
+        Outcome outcome = run(std::string("stabilize --out @/out ") + row.options);
+        ASSERT_EQ(outcome.status, 0) << row.options << outcome.err;
+        EXPECT_EQ(summary()["frames"]["out"], 300);
+        const std::string tuned = content(folder_ / "out/warps.csv");
+        file("same.ini", "[common]\n" + row.camera);
+        ASSERT_EQ(run("stabilize --out @/out --camera @/same.ini").status, 0);
+        EXPECT_TRUE(content(folder_ / "out/warps.csv") == tuned) << row.options;
+        warps[row.camera] = tuned;
+    }
+    EXPECT_EQ(warps.size(), 3u);
+    EXPECT_NE(warps[video], warps[""]);
+    EXPECT_NE(warps[old], warps[""]);
+}
+
+TEST_F(Command, RefusesATuningFileWithoutTheTuning) {
+    ASSERT_EQ(run("tuning build " STEADYWARP_EXAMPLES "/phone.toml -o @/phone.bin").status, 0);
+    file("other.toml",
+         "[[module]]\ntype = \"aecDepth\"\nversion = \"1.0.0\"\n"
+         "values = [{ i32 = [1, 0, 0] }, { text = \"x\" }]\n");
+    ASSERT_EQ(run("tuning build @/other.toml -o @/other.bin").status, 0);
+    file("broken.bin", content(folder_ / "phone.bin").substr(0, 5000));
+    const struct {
+        const char* arguments;
+        const char* start;
+    } rows[] = {
+        {"--tuning @/none.bin", "@/none.bin: expected a tuning file"},
+        {"--tuning @/broken.bin", "@/broken.bin: expected a tuning file"},
+        {"--tuning @/other.bin", "@/other.bin: expected a module eis13_sw, eis12_sw or eis11_sw"},
+        {"--tuning @/phone.bin --mode 'Default|Usecase.Vdeo'",
+         "--mode: no mode is called \"Usecase.Vdeo\""},
+        {"--tuning @/phone.bin --mode 'Default|'", "--mode: no mode is called \"\""},
+        {"--tuning @/phone.bin --mode ''", "--mode: no mode is called \"\""},
+        {"--tuning @/phone.bin --mode Usecase.Video", "--mode: expected a path that begins"},
+        {"--mode Default", "--mode requires --tuning"},
+        {"--serve", "--serve requires --tuning"},
+        {"--tuning @/phone.bin --serve-network", "--serve-network requires --serve"},
+        {"--tuning @/phone.bin --serve --capture x", "--serve excludes --capture"},
+        {"--tuning @/none.bin --serve", "@/none.bin: expected a tuning file"},
+    };
+    for (const auto& row : rows) {
+        const Outcome outcome = run(std::string("stabilize --out @/out ") + row.arguments);
+        EXPECT_EQ(outcome.status, 2) << row.arguments;
+        std::string start = std::string("steadywarp: ") + row.start;
+        if (const size_t at = start.find('@'); at != std::string::npos) {
+            start.replace(at, 1, folder_.string());
+        }
+        EXPECT_TRUE(last_line(outcome.err).starts_with(start)) << outcome.err;
+        EXPECT_FALSE(fs::exists(folder_ / "out")) << row.arguments;
+    }
+}
+
 TEST_F(Command, RunsRecordedMotion) {
     const char* named = std::getenv("STEADYWARP_SHARED_DATA");
     const fs::path data = named != nullptr ? named : STEADYWARP_DEFAULT_DATA;
@@ -243,6 +287,81 @@ TEST_F(Command, RunsRecordedMotion) {
         run("stabilize --out @/out --gyro " + (data / "phone_rest_twist").string() + "/gyro.csv")
             .status,
         0);
+}
+
+/// Makes a folder the working directory, under which captures are written.
+class WorkingIn {
+  public:
+    explicit WorkingIn(const fs::path& folder) : before_(fs::current_path()) {
+        fs::current_path(folder);
+    }
+    ~WorkingIn() { fs::current_path(before_); }
+    WorkingIn(const WorkingIn&) = delete;
+    WorkingIn& operator=(const WorkingIn&) = delete;
+
+  private:
+    fs::path before_;
+};
+
+TEST_F(Command, RecordsASessionAndReplaysIt) {
+    const WorkingIn here(folder_);
+    const std::string camera = "data/vendor/camera";
+    ASSERT_EQ(run("stabilize --out @/out --capture walk").status, 0);
+    Outcome outcome = run("replay data/vendor/camera/walk");
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_TRUE(outcome.out.starts_with("301 frames replayed, 300 with an output\n"));
+    EXPECT_NE(outcome.out.find("\ndistortion_correction_grid.grid "), std::string::npos);
+    EXPECT_EQ(run("replay data/vendor/camera --capture sub/again").status, 0);
+    for (const auto& entry : fs::directory_iterator(camera)) {
+        const std::string name = entry.path().filename().string();
+        if (name.starts_with("walk_") && name.ends_with(".csv")) {
+            const fs::path twin = fs::path(camera) / "sub" / ("again" + name.substr(4));
+            EXPECT_TRUE(content(entry.path()) == content(twin)) << name;
+        }
+    }
+    outcome = run("replay data/vendor/camera/walk --capture walk");
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_NE(outcome.err.find("with another prefix"), std::string::npos);
+
+    const std::string metadata = camera + "/walk_eis2_output_metadata.csv";
+    std::string text = content(metadata);
+    file(metadata, text.substr(0, text.size() / 2));
+    outcome = run("replay data/vendor/camera/walk");
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_TRUE(outcome.err.starts_with("steadywarp: " + metadata + ":")) << outcome.err;
+    EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1);
+    text[text.find(",0\n", text.size() / 2) + 1] = '1';
+    file(metadata, text);
+    outcome = run("replay data/vendor/camera/walk");
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(last_line(outcome.err),
+              "steadywarp: check failed: the replay differs from the capture");
+    outcome = run("replay nothing");
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(run("replay").status, 2);
+}
+
+TEST_F(Command, SaysWhenACaptureCannotBeWritten) {
+    const WorkingIn here(folder_);
+    file("data", "");
+    Outcome outcome = run("stabilize --out @/out --capture walk");
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_TRUE(
+        last_line(outcome.err).starts_with("steadywarp: ./data/vendor/camera: cannot be made: "))
+        << outcome.err;
+    EXPECT_FALSE(fs::exists(folder_ / "out"));
+    fs::remove("data");
+    fs::create_directories("data/vendor/camera/walk_eis2_gyro.csv");
+    outcome = run("stabilize --out @/out --capture walk");
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_TRUE(last_line(outcome.err).starts_with("steadywarp: ./data/vendor/camera/walk: "));
+    EXPECT_FALSE(fs::exists(folder_ / "out"));
+    // A disk that is full once the run has begun: the results are there, the capture is not.
+    fs::create_symlink("/dev/full", "data/vendor/camera/full_eis2_gyro.csv");
+    outcome = run("stabilize --out @/out --capture full");
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(last_line(outcome.err), "steadywarp: check failed: the capture is not whole");
+    EXPECT_EQ(count_lines(folder_ / "out/warps.csv"), 301u);
 }
 
 }  // namespace

@@ -34,6 +34,8 @@ double largest_difference(const Matrix3& a, const Matrix3& b) {
 // for they hide such faults when small.
 TEST(Motion, BodyRatesIntegrateToTheOrientation) {
     MotionProfile profile = hand_held_walk(7);
+    profile.sweeps = {{0.8, 0.9, 1.2}, {2.1, 3.0, -0.7}};
+    profile.bands = {{0.5, 3.0, {0.2, 0.1, 0.3}, 4}};
     profile.rms_rate = 1.5;
     profile.turn_rate = 0.8;
     const Motion motion(profile);

@@ -208,7 +208,7 @@ TEST(Filter, EndsAfterItsLastFrameAndRefusesOneMore) {
     EXPECT_EQ(bench.filter.state(), uint32_t{kStateRunning});
     bench.filter.process(rings, bench.blur, bench.feasible);
     EXPECT_EQ(bench.filter.state(), uint32_t{kStateDraining});
-    EXPECT_EQ(bench.filter.output_kind(), uint32_t{Filter::kHistory});
+    EXPECT_EQ(bench.filter.output_kind(), uint32_t{DelayLine::kHistory});
     bench.filter.process(rings, bench.blur, bench.feasible);
     EXPECT_EQ(bench.filter.state(), uint32_t{kStateFinished});
     EXPECT_EQ(bench.filter.update(rings), EIS_ERROR_GENERAL);

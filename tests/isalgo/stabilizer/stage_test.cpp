@@ -76,7 +76,7 @@ TEST(Boundary, TurnsEachPointBackByTheRowThatReadIt) {
         angles[r] = {0.0, 0.001 * (static_cast<double>(r) - 13.0), 0.0};
     }
     BoundingBox box;
-    compute_boundary(angles, {}, camera, input, nullptr, box);
+    compute_boundary(angles, {}, camera, input, {}, nullptr, box);
     // Row 1 at the top, row 24 at the bottom: 1079 / 1080 * 24 is cut to 23.
     const double ray = std::atan2(-959.5, 1500.0);
     EXPECT_NEAR(box.points[0].x, 959.5 + 1500.0 * std::tan(ray - 0.012), 1e-6);

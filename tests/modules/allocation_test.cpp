@@ -1,0 +1,123 @@
+// SPDX-License-Identifier: Apache-2.0
+// Every allocation of a catalogue, of an instance and of an array fails once.
+#include <gtest/gtest.h>
+
+#include "modules/module_payload.hpp"
+#include "steadywarp/tuning/modules/deep.h"
+#include "steadywarp/tuning/shapessetmanager.h"
+#include "support/allocation_counter.hpp"
+
+namespace {
+
+using steadywarp::test::fail_allocation;
+using steadywarp::test::fail_any_allocation;
+using steadywarp::test::fail_c_allocation;
+using steadywarp::test::live_blocks;
+
+constexpr TuningMode kRoot[] = {{0, 0, 0}};
+constexpr TuningMode kVideo[] = {{0, 0, 0}, {1, 0, 0}, {2, 2, 0}};
+constexpr char kDeepName[] = "tessaline_a_module_whose_name_no_record_can_hold";
+
+std::atomic<size_t> failures{0};
+
+// Without memory of its own, which is what is failing.
+void CountFailures(uint32_t, Zelm::Log::Level, const char* text, void*) {
+    failures += std::strstr(text, "Failed to allocate ") != nullptr ? 1 : 0;
+}
+
+class ModuleAllocation : public testing::Test {
+  protected:
+    void SetUp() override {
+        _bytes = SampleBytes(
+            ModesText() + ModuleText("a_module-name_no_record_can_hold", {1, 0, 0}, "Default",
+                                     PayloadMaker().Make(*deep::deepType::kModule.values).values));
+        Zelm::Log::SetSink(CountFailures, nullptr);
+    }
+    void TearDown() override { Zelm::Log::SetSink(nullptr, nullptr); }
+
+    bool Load(ParameterSetManager& manager) {
+        return manager.LoadBinaryParameters(_bytes.data(), _bytes.size());
+    }
+
+    tuning::Bytes _bytes;
+};
+
+TEST_F(ModuleAllocation, ARowWithoutMemoryIsLeftOutAndSaidSo) {
+    const uint32_t rows = ShapesSetManager::Catalogue().families[0]->count;
+    size_t left_out = 0;
+    // Class object, row, entry in the map and its key for each, and the map's own growth.
+    for (size_t n = 1; n <= 5 * rows; ++n) {
+        const size_t live = live_blocks();
+        {
+            failures = 0;
+            fail_allocation(n);
+            ShapesSetManager manager;
+            fail_allocation(0);
+            left_out += failures;
+            EXPECT_LE(failures, 1u);
+            Load(manager);
+        }
+        EXPECT_EQ(live_blocks(), live) << n;
+    }
+    EXPECT_GE(left_out, 3 * rows);
+}
+
+TEST_F(ModuleAllocation, AnArrayWithoutMemoryFailsItsModule) {
+    // One outer array, of its two elements a middle one each, two inner ones in each, and so on.
+    constexpr size_t kArrays = 1 + 2 + 4 + 8;
+    for (size_t n = 1; n <= kArrays + 1; ++n) {
+        const size_t live = live_blocks();
+        {
+            ShapesSetManager manager;
+            failures = 0;
+            fail_c_allocation(n);
+            EXPECT_TRUE(Load(manager));
+            fail_c_allocation(0);
+            EXPECT_EQ(failures, n > kArrays ? 0u : 1u) << n;
+            // The image is gone, so there is no second try.
+            EXPECT_NE(manager.GetModule(kDeepName, kRoot, 1, nullptr) != nullptr, n <= kArrays);
+        }
+        EXPECT_EQ(live_blocks(), live) << n;
+    }
+}
+
+TEST_F(ModuleAllocation, AModuleOnDemandSurvivesAnyFailureAndLoadsTheNextTime) {
+    SampleFile disk;
+    disk.Write(SampleBytes(
+        ModesText() + ModuleText("a_module-name_no_record_can_hold", {1, 0, 0},
+                                 "Default|Sensor.0|Usecase.Video",
+                                 PayloadMaker().Make(*deep::deepType::kModule.values).values)));
+    bool came = true;
+    size_t n = 0;
+    while (came && n < 2000) {
+        const size_t live = live_blocks();
+        {
+            ShapesSetManager manager;
+            ASSERT_TRUE(manager.LoadBinaryParameters(disk.Name()));
+            fail_any_allocation(++n);
+            manager.GetModule(kDeepName, kVideo, 3, nullptr);
+            came = fail_any_allocation(0) == 0;
+            EXPECT_NE(manager.GetModule(kDeepName, kVideo, 3, nullptr), nullptr) << n;
+        }
+        EXPECT_EQ(live_blocks(), live) << n;
+    }
+    EXPECT_FALSE(came);
+    EXPECT_GT(n, 40u);
+}
+
+TEST_F(ModuleAllocation, AnInstanceWithoutMemoryIsRefused) {
+    deep::deepTypeClass classObject(kDeepName);
+    DefaultModule row(new deep::deepTypeClass(classObject.GetModuleName()));
+    const std::unique_ptr<ModuleData> data(ModuleData::Make(
+        1, 1, nullptr, classObject.GetModuleType(), {1, 0, 0}, 0, nullptr, nullptr));
+    for (size_t n = 1; n <= 2; ++n) {  // the instance, its link in the row
+        const size_t live = live_blocks();
+        fail_allocation(n);
+        EXPECT_EQ(classObject.Create(data.get(), &row), nullptr);
+        fail_allocation(0);
+        EXPECT_EQ(live_blocks(), live);
+    }
+    EXPECT_NE(classObject.Create(data.get(), &row), nullptr);
+}
+
+}  // namespace
