@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Time of a frame by gyroscope rate and kind of motion, of a start, and the memory of an instance.
+// Time of a frame by gyroscope rate, kind of motion and what comes with it, of a start, and the
+// memory of an instance.
 #include <benchmark/benchmark.h>
 #include <malloc.h>
 
@@ -8,120 +9,20 @@
 
 #include "filter/filter.hpp"
 #include "interface/eis_context.hpp"
-#include "simulator/motion.hpp"
 #include "steadywarp/eis.h"
+#include "support/frame_stream.hpp"
 
 namespace {
 
-using steadywarp::tool::Motion;
-using steadywarp::tool::MotionProfile;
-
-constexpr uint64_t kFirstSof = 2000000;
-constexpr uint64_t kFrameUs = 33333;
-constexpr uint32_t kFrames = 300;
-
-is_init_common_data common_data(uint32_t is_type = IS_TYPE_EIS_2_0) {
-    is_init_common_data common{};
-    common.is_type = is_type;
-    common.deployment_type = DEP_TYPE_ICA_V30;
-    common.output_width = 1920;
-    common.output_height = 1080;
-    common.frame_fps = 30;
-    common.buffer_delay = 1;
-    return common;
-}
-
-is_init_sensor_data sensor_data(uint32_t gyro_hz) {
-    is_init_sensor_data sensor{};
-    sensor.ife_input_frame_width = sensor.ife_input_frame_undistorted_width = 1920;
-    sensor.ife_input_frame_height = sensor.ife_input_frame_undistorted_height = 1080;
-    sensor.input_width = 1920;
-    sensor.input_height = 1080;
-    sensor.sensor_mount_angle = 180;
-    sensor.tuning.top.gyro_frequency = gyro_hz;
-    sensor.tuning.general.minimal_total_margin = 0.1f;
-    sensor.tuning.general.focal_length = 1500;
-    sensor.tuning.general.gyro_noise_floor = 0.003f;
-    return sensor;
-}
-
-enum MotionKind { kStill, kHandHeld, kPanning, kBreaching };
-
-MotionProfile profile_of(int64_t kind) {
-    MotionProfile profile;
-    profile.seed = 3;
-    switch (kind) {
-        case kStill:
-            profile.tones = 0;
-            break;
-        case kHandHeld:
-            profile.rms_rate = 0.06;
-            break;
-        case kPanning:
-            profile.rms_rate = 0.03;
-            profile.turn_rate = 0.5;
-            break;
-        default:
-            profile.rms_rate = 0.8;
-            break;
-    }
-    return profile;
-}
-
-struct Frame {
-    is_frame_times times;
-    std::vector<_sample_data_s> samples;
-};
-
-// All frames of a recording with their samples, gathered once.
-std::vector<Frame> make_frames(const Motion& motion, uint64_t period_us) {
-    std::vector<Frame> frames;
-    for (uint32_t f = 0; f < kFrames; ++f) {
-        Frame frame;
-        frame.times = {kFirstSof + f * kFrameUs, kFrameUs, 10000, 25000};
-        const uint64_t from = (frame.times.sof - 20000) / period_us * period_us;
-        for (uint64_t ts = from; ts <= frame.times.sof + 32000; ts += period_us) {
-            const auto rate = motion.body_rate(static_cast<double>(ts) * 1e-6);
-            frame.samples.push_back({{rate[0], -rate[1], -rate[2]}, ts});
-        }
-        frames.push_back(frame);
-    }
-    return frames;
-}
-
-// An output record with its arrays.
-struct Output {
-    is_output record{};
-    std::vector<NcLibWarpGridCoord> grids = std::vector<NcLibWarpGridCoord>(2 * EIS_GRID_POINTS);
-    NcLibPerspTransformSingle matrices[3];
-
-    Output() {
-        record.distortion_correction_grid.grid = grids.data();
-        record.stabilization_transform.grid.grid = grids.data() + EIS_GRID_POINTS;
-        record.stabilization_transform.matrices.perspMatrices = &matrices[0];
-        record.alignment_matrix_domain_undistorted.perspMatrices = &matrices[1];
-        record.alignment_matrix_domain_stabilized.perspMatrices = &matrices[2];
-    }
-};
-
-is_input input_of(const Frame& frame, uint32_t frame_id) {
-    constexpr is_crop_window kFull = {1920, 1080, 1920, 1080, 0, 0};
-    is_input input{};
-    input.frame_id = frame_id;
-    input.frame_time_input = frame.times;
-    input.gyro = {frame.samples.data(), static_cast<uint32_t>(frame.samples.size())};
-    input.window_regions = {kFull, kFull, kFull, {1920, 1080, 1728, 972, 96, 54}};
-    input.focus_distance = 1.0f;
-    return input;
-}
+using namespace bench;
 
 // One iteration is one frame; a stream of 300 frames starts over on a new instance.
-void ProcessFrame(benchmark::State& state) {
-    const auto gyro_hz = static_cast<uint32_t>(state.range(0));
-    const Motion motion(profile_of(state.range(1)));
-    const std::vector<Frame> frames = make_frames(motion, 1000000 / gyro_hz);
-    const is_init_common_data common = common_data();
-    const is_init_sensor_data sensor = sensor_data(gyro_hz);
+//
+// `complete` adds to the input of a frame what its configuration wants.
+template <typename Complete>
+void run_streams(benchmark::State& state, const is_init_common_data& common,
+                 const is_init_sensor_data& sensor, const std::vector<Frame>& frames,
+                 const Complete& complete) {
     Output output;
     eis_context* context = nullptr;
     uint32_t f = kFrames;
@@ -141,7 +42,8 @@ void ProcessFrame(benchmark::State& state) {
             f = 0;
             state.ResumeTiming();
         }
-        const is_input input = input_of(frames[f], f + 1);
+        is_input input = input_of(frames[f], f + 1);
+        complete(f, input);
         is_time_intervals intervals{};
         eis2_get_time_intervals(context, &input.frame_time_input, 0, &intervals);
         if (eis2_process(context, &input, &output.record) != EIS_SUCCESS) {
@@ -160,9 +62,122 @@ void ProcessFrame(benchmark::State& state) {
                                             static_cast<double>(std::max<uint64_t>(processed, 1));
     state.counters["samples_per_frame"] = static_cast<double>(frames[1].samples.size());
 }
+
+void ProcessFrame(benchmark::State& state) {
+    const auto gyro_hz = static_cast<uint32_t>(state.range(0));
+    const Motion motion(profile_of(state.range(1)));
+    run_streams(state, common_data(), sensor_data(gyro_hz), make_frames(motion, 1000000 / gyro_hz),
+                [](uint32_t, is_input&) {});
+}
 BENCHMARK(ProcessFrame)
     ->ArgNames({"gyro_hz", "motion"})
     ->ArgsProduct({{200, 500, 1000}, {kStill, kHandHeld, kPanning, kBreaching}})
+    ->Unit(benchmark::kMicrosecond);
+
+// What a frame can bring beside the gyroscope; bits. Lens shift, focus and distortion are measured
+// one by one where the optics are.
+enum Stream : uint32_t {
+    kPlain = 0,
+    kLensShift = 1,
+    kAlignment = 2,
+    kImageBased = 4,
+    kUpstreamMatrix = 8,
+    kUpstreamGrid = 16,
+    kFocus = 32,
+    kDistortion = 64,
+    kEverything = 127
+};
+
+// Tuned grids that distort nothing; the way through them is that of any others.
+void set_distortion_grids(is_tessaline_lens_distortion_correction& ldc) {
+    ldc.ldc_grid_enable = 1;
+    ldc.ldc_calib_domain = 2;
+    ldc.image_size_distorted_x = ldc.image_size_undistorted_x = 1920;
+    ldc.image_size_distorted_y = ldc.image_size_undistorted_y = 1080;
+    for (uint32_t i = 0; i < EIS_GRID_POINTS; ++i) {
+        const float x = 256.0f * (static_cast<float>(i % EIS_GRID_COLUMNS) - 17.0f);
+        const float y = 256.0f * (static_cast<float>(i / EIS_GRID_COLUMNS) - 13.0f);
+        ldc.distorted_input_to_undistorted_ldc_grid_x_tab[i] = x;
+        ldc.distorted_input_to_undistorted_ldc_grid_y_tab[i] = y;
+        ldc.undistorted_to_distorted_input_ldc_grid_x_tab[i] = x;
+        ldc.undistorted_to_distorted_input_ldc_grid_y_tab[i] = y;
+    }
+}
+
+// A shift of the whole virtual domain by one unit, as a matrix and as a grid.
+struct UpstreamTransform {
+    NcLibPerspTransformSingle matrix = {{1, 0, 1, 0, 1, 0, 0, 0, 1}};
+    std::vector<NcLibWarpGridCoord> nodes;
+    NcLibWarp warp{};
+
+    explicit UpstreamTransform(uint32_t streams) {
+        constexpr NcLibImageSize kVirtual = {VIRTUAL_DOMAIN_WIDTH, VIRTUAL_DOMAIN_HEIGHT};
+        for (int i = 0; i < static_cast<int>(EIS_GRID_POINTS); ++i) {
+            nodes.push_back({-4352.0f + 256.0f * static_cast<float>(i % 35),
+                             -3328.0f + 256.0f * static_cast<float>(i / 35)});
+        }
+        warp.matrices = {(streams & kUpstreamMatrix) != 0, kVirtual, CENTERED, 256, 1, 1, &matrix};
+        warp.grid = {(streams & kUpstreamGrid) != 0,
+                     kVirtual,
+                     EIS_GRID_ROWS,
+                     EIS_GRID_COLUMNS,
+                     nodes.data(),
+                     EXTRAPOLATION_TYPE_EXTRA_POINT_ALONG_PERIMETER,
+                     nullptr};
+    }
+};
+
+void ProcessFrameWith(benchmark::State& state) {
+    const auto streams = static_cast<uint32_t>(state.range(0));
+    is_init_common_data common = common_data();
+    is_init_sensor_data sensor = sensor_data(500);
+    common.is_ois_enabled = (streams & kLensShift) != 0;
+    common.is_sat_enabled = (streams & kAlignment) != 0;
+    common.is_dis_enabled = (streams & kImageBased) != 0;
+    common.is_ifovc_enabled = (streams & kFocus) != 0;
+    sensor.tuning.top.ois_frequency = common.is_ois_enabled ? 500 : 0;
+    sensor.tuning.ois.data_conversion_x_tab[1] = sensor.tuning.ois.data_conversion_y_tab[2] = 1.0f;
+    sensor.tuning.dis.enable = 1;
+    sensor.tuning.dis.confidence_threshold = 100;
+    sensor.tuning.top.ifovc_frequency = common.is_ifovc_enabled ? 500 : 0;
+    sensor.tuning.z_lens_pos.enable = 1;
+    sensor.tuning.z_lens_pos.min_scale_limit = 0.9f;
+    if ((streams & kDistortion) != 0) {
+        set_distortion_grids(sensor.tuning.lens_distortion_correction);
+    }
+    NcLibPerspTransformSingle matrix = {{1.01f, 0, 2, 0, 1.01f, 0, 0, 0, 1}};
+    NcLibWarp sat{};
+    sat.matrices = {true, {1920, 1080}, CENTERED, 256, 1, 1, &matrix};
+    const UpstreamTransform upstream(streams);
+    const std::vector<Frame> frames = make_frames(Motion(profile_of(kHandHeld)), 2000);
+    std::vector<std::vector<_sample_data_s>> focus;
+    for (const Frame& frame : frames) {
+        focus.push_back(frame.samples);
+        for (_sample_data_s& sample : focus.back()) {
+            sample.data[1] = 0.97;
+        }
+    }
+    run_streams(state, common, sensor, frames, [&](uint32_t f, is_input& input) {
+        if (common.is_ois_enabled) {
+            // The rates, some hundredths, serve as raw positions.
+            input.ois = {frames[f].samples.data(), static_cast<uint32_t>(frames[f].samples.size())};
+        }
+        if (common.is_ifovc_enabled) {
+            input.ifovc = {focus[f].data(), static_cast<uint32_t>(focus[f].size())};
+        }
+        input.sat = common.is_sat_enabled ? &sat : nullptr;
+        const bool has_upstream = (streams & (kUpstreamMatrix | kUpstreamGrid)) != 0;
+        input.pre_eis_transform_margins_reduction = has_upstream ? &upstream.warp : nullptr;
+    });
+}
+BENCHMARK(ProcessFrameWith)
+    ->ArgName("streams")
+    ->Arg(kPlain)
+    ->Arg(kAlignment)
+    ->Arg(kImageBased)
+    ->Arg(kUpstreamMatrix)
+    ->Arg(kUpstreamGrid)
+    ->Arg(kEverything)
     ->Unit(benchmark::kMicrosecond);
 
 void StartUp(benchmark::State& state) {

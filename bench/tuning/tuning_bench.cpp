@@ -1,42 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
-// Load and look-up against file size, beside a plain hash map and zlib's CRC in the same run.
+// Load and look-up against file size, and three ways to a CRC.
 #include <benchmark/benchmark.h>
 #include <malloc.h>
 #include <zlib.h>
 
+#include <map>
+
+#include "bench/support/tuning_file.hpp"
 #include "support/tuning_fixture.hpp"
 
 namespace {
 
-// `records` modules spread over 64 modes, each with a text and four numbers of its own.
-tuning::Bytes MakeFile(uint32_t records) {
-    tuning::Image image;
-    const uint32_t modes = std::min(records, 64u);
-    for (uint32_t mode = 0; mode < modes; ++mode) {
-        image.modes.push_back({mode, static_cast<uint16_t>(mode == 0 ? 0 : 2),
-                               static_cast<uint16_t>(mode), 0, tuning::kNone, 0});
-    }
-    const auto put = [&image](uint32_t value) {
-        for (int i = 0; i < 4; ++i) {
-            image.data.push_back(static_cast<uint8_t>(value >> (8 * i)));
-        }
-    };
-    const auto end = [&image] { return static_cast<uint32_t>(image.data.size()); };
-    for (uint32_t record = 1; record <= records; ++record) {
-        const uint32_t text = 2 * record - 1;
-        image.symbols.push_back({record, "alpha", {1, 2, 3}, record % modes, end(), 20, record});
-        for (const uint32_t value : {record, 4u, text, 4u, text + 1}) {
-            put(value);
-        }
-        image.data_rows.push_back({text, end(), 4, text});
-        put(0x00747874);
-        image.data_rows.push_back({text + 1, end(), 16, text + 1});
-        for (uint32_t i = 0; i < 4; ++i) {
-            put(record + i);
-        }
-    }
-    return tuning::Encode(image);
-}
+using bench::MakeFile;
 
 void LoadBuffer(benchmark::State& state) {
     tuning::Bytes bytes = MakeFile(static_cast<uint32_t>(state.range(0)));
@@ -57,14 +32,18 @@ void LoadFile(benchmark::State& state) {
     SampleFile disk;
     disk.Write(MakeFile(static_cast<uint32_t>(state.range(0))));
     uint64_t reads = 0;
+    size_t memory = 0;
     for (auto _ : state) {
+        const size_t before = mallinfo2().uordblks;
         SampleManager manager(true);
         if (!manager.LoadBinaryParameters(disk.Name())) {
             state.SkipWithError("the file does not load");
             break;
         }
         reads = manager.GetSymbolTable()->GetFile()->GetReadCount();
+        memory = mallinfo2().uordblks - before;
     }
+    state.counters["heap_bytes"] = static_cast<double>(memory);
     state.counters["file_reads"] = static_cast<double>(reads);
 }
 
@@ -80,13 +59,6 @@ void GetLoadedModule(benchmark::State& state) {
         benchmark::DoNotOptimize(module);
     }
     manager.ReleaseModule(module);
-}
-
-void PlainMapLookUp(benchmark::State& state) {
-    std::unordered_map<std::string, int> map = {{"alpha", 1}, {"beta", 2}};
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(map.find("alpha"));
-    }
 }
 
 template <uint32_t (*Crc)(unsigned char const*, size_t)>
@@ -105,11 +77,54 @@ uint32_t ZlibCrc(unsigned char const* bytes, size_t count) {
 BENCHMARK(LoadBuffer)->Arg(10)->Arg(100)->Arg(1000)->Arg(10000)->Arg(50000);
 BENCHMARK(LoadFile)->Arg(10)->Arg(100)->Arg(1000)->Arg(10000)->Arg(50000);
 BENCHMARK(GetLoadedModule)->ArgName("file_mode")->Arg(0)->Arg(1);
-BENCHMARK(PlainMapLookUp);
 BENCHMARK(CrcOf<ParameterBinaryFile::ComputeCRC>)->Name("CrcSliced");
 BENCHMARK(CrcOf<ParameterBinaryFile::ComputeCRCByTable>)->Name("CrcByTable");
 BENCHMARK(CrcOf<ZlibCrc>)->Name("CrcZlib");
 
+// Prints what the times of this run are to each other; a time alone says little.
+class RatioReporter : public benchmark::ConsoleReporter {
+  public:
+    void ReportRuns(const std::vector<Run>& runs) override {
+        for (const Run& run : runs) {
+            m_times[run.benchmark_name()] = run.GetAdjustedCPUTime();
+            m_realTimes[run.benchmark_name()] = run.GetAdjustedRealTime();
+        }
+        ConsoleReporter::ReportRuns(runs);
+    }
+    void Finalize() override {
+        Print("GetLoadedModule/file_mode:0", "PlainMapLookUp");
+        Print("GetLoadedModule/file_mode:1", "PlainMapLookUp");
+        PrintReal("GetModuleBesideAClient/real_time", "GetModuleAlone/real_time");
+        Print("CrcSliced", "CrcZlib");
+        Print("CrcByTable", "CrcZlib");
+        Print("LoadBuffer/50000", "LoadBuffer/10000");
+        Print("LoadFile/50000", "LoadFile/10000");
+        ConsoleReporter::Finalize();
+    }
+
+  private:
+    using Times = std::map<std::string, double>;
+
+    void Print(const char* one, const char* other) { PrintRatio(m_times, one, other); }
+    // For what waits for locks or sockets.
+    void PrintReal(const char* one, const char* other) { PrintRatio(m_realTimes, one, other); }
+    static void PrintRatio(Times& times, const char* one, const char* other) {
+        if (times.count(one) > 0 && times.count(other) > 0) {
+            std::printf("%-32s / %-24s %8.2f\n", one, other, times[one] / times[other]);
+        }
+    }
+    Times m_times;
+    Times m_realTimes;
+};
+
 }  // namespace
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv) {
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
+        return 1;
+    }
+    RatioReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    return 0;
+}
