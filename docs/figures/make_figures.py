@@ -150,8 +150,30 @@ def composition():
     svg.save("composition.svg")
 
 
+def domains():
+    svg = Svg(860, 330)
+    names = ("distorted", "undistorted", "stabilized")
+    for row, (y, frame) in enumerate(((60, "previous frame"), (210, "current frame"))):
+        svg.text(60, y + 30, frame.split()[0])
+        svg.text(60, y + 48, frame.split()[1])
+        for i, name in enumerate(names):
+            svg.rect(130 + 260 * i, y, 150, 70, SOFT)
+            svg.text(205 + 260 * i, y + 40, name)
+        for i, warp in enumerate(("distortion", "stabilization")):
+            svg.arrow(390 + 260 * i, y + 35, 282 + 260 * i, y + 35, BLUE)
+            svg.text(335 + 260 * i, y + 25, warp, BLUE, size=11)
+    for i in range(3):
+        svg.arrow(205 + 260 * i, 208, 205 + 260 * i, 133, RED)
+        svg.text(215 + 260 * i, 175, "alignment here," if i == 0 else "or here", RED, "start", 11)
+    svg.text(430, 30, "Arrows: OUT_2_IN warps, from output to input. The alignment is one of the three.")
+    svg.text(430, 312, "A face goes against the arrows, to the stabilized picture of the current frame.",
+             SOFT)
+    svg.save("domains.svg")
+
+
 if __name__ == "__main__":
     virtual_domain()
     geometries()
     directions()
     composition()
+    domains()
