@@ -5,10 +5,18 @@ set(runtime_package libsteadywarp${PROJECT_VERSION})
 set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
 set(package_version ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})
 
+foreach(form IN ITEMS EPOCH=+%s "DAY=+%a, %d %b %Y %T +0000")
+  string(REGEX MATCH "^(.*)=(.*)$" form ${form})
+  execute_process(
+    COMMAND ${CMAKE_COMMAND} -E env LC_ALL=C date -u -d ${STEADYWARP_RELEASE_DATE} ${CMAKE_MATCH_2}
+    OUTPUT_VARIABLE STEADYWARP_RELEASE_${CMAKE_MATCH_1} OUTPUT_STRIP_TRAILING_WHITESPACE
+    COMMAND_ERROR_IS_FATAL ANY)
+endforeach()
+
 set(CPACK_PACKAGE_NAME steadywarp)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each component has its own
 set(CPACK_PACKAGE_CONTACT "steadywarp maintainers <maintainers@steadywarp.org>")
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${PROJECT_DESCRIPTION}")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_GENERATOR DEB)
 set(CPACK_COMPONENTS_ALL library development)
