@@ -54,14 +54,12 @@ class Machine:
 class EmulatedArm(Machine):
     """AArch64 programs, with the libraries that the cross build has."""
 
-    def __init__(self, compiler, source, root):
+    def __init__(self, compiler, root):
         super().__init__(compiler)
         libraries = root / "usr/lib/aarch64-linux-gnu"
         self.link_flags = [f"-Wl,-rpath-link,{libraries}"]
-        # The folder of the packages comes ahead of the one for which the build looks otherwise.
-        self.cmake_flags = [f"-DCMAKE_TOOLCHAIN_FILE={source}/cmake/aarch64-toolchain.cmake",
-                            f"-DSTEADYWARP_AARCH64_ROOT={root}",
-                            "-DCMAKE_FIND_ROOT_PATH_MODE_PACKAGE=BOTH"]
+        self.cmake_flags += ["-DCMAKE_SYSTEM_NAME=Linux", "-DCMAKE_SYSTEM_PROCESSOR=aarch64",
+                             f"-DCMAKE_EXE_LINKER_FLAGS=-Wl,-rpath-link,{libraries}"]
         self.runner = ["qemu-aarch64", "-L", "/usr/aarch64-linux-gnu", "-E",
                        f"LD_LIBRARY_PATH={libraries}"]
 

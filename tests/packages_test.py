@@ -115,7 +115,7 @@ def main(source, compiler, where, *rest):
             where = folder / "packages"
             run("cpack", "-G", "DEB", "-B", where, cwd=rest[0])
         elif rest:
-            machine = installed_examples.EmulatedArm(compiler, source, pathlib.Path(rest[0]).resolve())
+            machine = installed_examples.EmulatedArm(compiler, pathlib.Path(rest[0]).resolve())
         check(sorted(pathlib.Path(where).glob("*.deb")), source, machine, folder)
 
 
