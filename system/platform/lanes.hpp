@@ -9,14 +9,13 @@
 
 #include <cmath>
 #include <cstdint>
-
 namespace platform {
 
 using Float4 = float __attribute__((vector_size(16)));
-using Float8 = float __attribute__((vector_size(32)));
+using Double2 = double __attribute__((vector_size(16)));
 using Double4 = double __attribute__((vector_size(32)));
 using Int4 = int32_t __attribute__((vector_size(16)));
-using Int8 = int32_t __attribute__((vector_size(32)));
+using Uint4 = uint32_t __attribute__((vector_size(16)));
 
 // The same vector anywhere in memory, whatever lives there. (A copy by memcpy would go through the
 // stack in pieces.)
@@ -36,6 +35,20 @@ template <typename Vector>
     *static_cast<typename Anywhere<Vector>::type*>(to) = from;
 }
 
+/// Read two floats from each of two places.
+[[gnu::always_inline]] inline void LoadPairs(const void* first, const void* second, Float4& to) {
+    using Pair [[gnu::aligned(4), gnu::may_alias]] = int64_t;
+    using Pairs = int64_t __attribute__((vector_size(16)));
+    to = (Float4)Pairs{*static_cast<const Pair*>(first), *static_cast<const Pair*>(second)};
+}
+
+/// Whether all bits of all lanes are set.
+[[gnu::always_inline]] inline bool AreAllSet(const Int4& mask) {
+    using Halves = int64_t __attribute__((vector_size(16)));
+    const Halves halves = (Halves)mask;
+    return (halves[0] & halves[1]) == -1;
+}
+
 /// sum += a * b in each lane, rounded once.
 template <typename Vector>
 [[gnu::always_inline]] inline void FusedAdd(Vector& sum, const Vector& a, const Vector& b) {
@@ -48,9 +61,8 @@ template <typename Vector>
 }
 
 #if defined(__x86_64__)
-/// Whether the processor adds products in one step and has vectors of 32 bytes; chosen at load. The
-/// C library's function for the former is ten to a hundred times slower. Only tests write it, to
-/// hold the forms of a kernel against each other.
+/// Whether the processor adds products in one step and has vectors of 32 bytes; chosen at load.
+/// Only tests write it, to hold the forms of a kernel against each other.
 inline bool g_has_fused_add =
     __builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("fma") != 0;
 #endif
