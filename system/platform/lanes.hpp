@@ -9,6 +9,10 @@
 
 #include <cmath>
 #include <cstdint>
+#include <limits>
+
+#include "platform/fused.hpp"
+
 namespace platform {
 
 using Float4 = float __attribute__((vector_size(16)));
@@ -61,6 +65,54 @@ template <typename Vector>
 }
 
 #if defined(__x86_64__)
+[[gnu::always_inline]] inline void WidenLanes(const Float4& from, Double2 (&to)[2]) {
+    using Float2 = float __attribute__((vector_size(8)));
+    const Float2 lower = __builtin_shufflevector(from, from, 0, 1);
+    const Float2 upper = __builtin_shufflevector(from, from, 2, 3);
+    to[0] = __builtin_convertvector(lower, Double2);
+    to[1] = __builtin_convertvector(upper, Double2);
+}
+
+/// As a cast to float of each.
+[[gnu::always_inline]] inline void NarrowLanes(const Double2 (&from)[2], Float4& to) {
+    using Float2 = float __attribute__((vector_size(8)));
+    const Float2 lower = __builtin_convertvector(from[0], Float2);
+    const Float2 upper = __builtin_convertvector(from[1], Float2);
+    to = __builtin_shufflevector(lower, upper, 0, 1, 2, 3);
+}
+
+/// Whether narrowing a double to float may round twice; all bits of one of its words are set if so.
+/// Neither infinity nor NaN does.
+[[gnu::always_inline]] inline Int4 AreInDoubt(const Double2& values) {
+    constexpr int32_t kDroppedBits = 0x1fffffff, kHalf = 0x10000000;
+    constexpr int32_t kMagnitude = 0x7fffffff, kLeastNormal = 0x38100000;  // upper half of 2^-126
+    constexpr int32_t kNever = std::numeric_limits<int32_t>::min();
+    const Int4 words = (Int4)values & Int4{kDroppedBits, kMagnitude, kDroppedBits, kMagnitude};
+    return (words == Int4{kHalf, kNever, kHalf, kNever}) |
+           (words < Int4{kNever, kLeastNormal, kNever, kLeastNormal});
+}
+
+/// As FusedAdd(), in the steps of FusedInSteps().
+[[gnu::always_inline]] inline void FusedAddInSteps(Float4& sum, const Float4& a, const Float4& b) {
+    Double2 products[2], addends[2], totals[2];
+    WidenLanes(a, products);
+    WidenLanes(b, totals);
+    WidenLanes(sum, addends);
+    for (int half = 0; half < 2; ++half) {
+        products[half] *= totals[half];
+        totals[half] = products[half] + addends[half];
+    }
+    if (!AreAllSet(~(AreInDoubt(totals[0]) | AreInDoubt(totals[1])))) [[unlikely]] {
+        for (int half = 0; half < 2; ++half) {
+            for (int lane = 0; lane < 2; ++lane) {
+                totals[half][lane] =
+                    RoundSumToOdd(products[half][lane], addends[half][lane], totals[half][lane]);
+            }
+        }
+    }
+    NarrowLanes(totals, sum);
+}
+
 /// Whether the processor adds products in one step and has vectors of 32 bytes; chosen at load.
 /// Only tests write it, to hold the forms of a kernel against each other.
 inline bool g_has_fused_add =

@@ -2,6 +2,8 @@
 // Every form of a kernel, bit by bit against the plain way, aimed at the edges where a fast way
 // could go astray.
 #include <array>
+#include <bit>
+#include <cmath>
 #include <cstdlib>
 #include <limits>
 
@@ -12,6 +14,7 @@
 #include "nclib/reference_engine.hpp"
 #include "nclib/reference_inverse.hpp"
 #include "nclib/reference_reversal.hpp"
+#include "platform/fused.hpp"
 #include "platform/lanes.hpp"
 #include "support/warp_fixtures.hpp"
 
@@ -46,6 +49,64 @@ void InEveryForm(Check check) {
 float OddFloat(Rng& rng) {
     constexpr float kOdd[] = {kNan, kInf, -kInf, 0.0f, -0.0f, 1e-40f, 3e38f, -1e30f};
     return kOdd[rng.Below(8)];
+}
+
+// Three numbers of which the first two times each other, plus the third, is hard to round: half a
+// unit of the third's last place or a hair from it, for normal floats and below; what cancels; and
+// anything at all.
+std::array<float, 3> HardSum(Rng& rng) {
+    const auto any = [&] { return std::bit_cast<float>(static_cast<uint32_t>(rng.Bits())); };
+    const auto near_one = [&] { return 1.0f + 0x1p-23f * static_cast<float>(rng.Below(4)); };
+    const auto below_one = [&] { return 1.0f - 0x1p-24f * static_cast<float>(rng.Below(8)); };
+    const float sign = rng.Below(2) == 0 ? 1.0f : -1.0f;
+    switch (rng.Below(4)) {
+        case 0: {
+            const int exponent = static_cast<int>(rng.Below(200)) - 100;
+            const int share = static_cast<int>(rng.Below(40)) - 20;
+            return {std::ldexp(sign * near_one(), exponent - 24 - share),
+                    std::ldexp(below_one(), share), std::ldexp(rng.Uniform(1, 2), exponent)};
+        }
+        case 1:
+            return {std::ldexp(sign * near_one(), -75), std::ldexp(below_one(), -75),
+                    std::bit_cast<float>(rng.Below(1u << 24))};
+        case 2: {
+            const float a = rng.Uniform(-9, 9), b = rng.Uniform(-9, 9);
+            return {a, b, -a * b};
+        }
+        default:
+            return {any(), any(), any()};
+    }
+}
+
+TEST(Kernels, ProductsAddedInStepsAreRoundedOnce) {
+    const auto same = [](float a, float b) { return SameBits({a, 0}, {b, 0}); };
+    Rng rng(10);
+    int rounded_twice[2] = {};  // by the plain cast of a sum in double precision: below normal, not
+    for (int done = 0; done < Searches(200000); done += 4) {
+        float a[4], b[4], c[4], expected[4];
+        for (int i = 0; i < 4; ++i) {
+            const auto sum = HardSum(rng);
+            a[i] = sum[0], b[i] = sum[1], c[i] = sum[2];
+            expected[i] = std::fma(a[i], b[i], c[i]);
+            ASSERT_TRUE(same(platform::FusedInSteps(a[i], b[i], c[i]), expected[i]))
+                << std::hexfloat << a[i] << " * " << b[i] << " + " << c[i];
+            const auto twice = static_cast<float>(double{a[i]} * double{b[i]} + double{c[i]});
+            rounded_twice[std::fabs(twice) < 0x1p-126f ? 0 : 1] += same(twice, expected[i]) ? 0 : 1;
+        }
+#if defined(__x86_64__)
+        platform::Float4 sums, lanes_a, lanes_b;
+        platform::LoadLanes(a, lanes_a);
+        platform::LoadLanes(b, lanes_b);
+        platform::LoadLanes(c, sums);
+        platform::FusedAddInSteps(sums, lanes_a, lanes_b);
+        for (int i = 0; i < 4; ++i) {
+            ASSERT_TRUE(same(sums[i], expected[i]))
+                << std::hexfloat << a[i] << " * " << b[i] << " + " << c[i];
+        }
+#endif
+    }
+    EXPECT_GT(rounded_twice[0], 100);
+    EXPECT_GT(rounded_twice[1], 100);
 }
 
 TEST(Kernels, ManyPointsThroughOneMatrixEqualOneAtATime) {
