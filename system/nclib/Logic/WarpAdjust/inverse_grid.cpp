@@ -102,7 +102,16 @@ int FindNearerNeighbour(const NcLibWarpGrid& grid, const GridPoint& node,
         return kNeighbours;
     }
     least = distance;
-    return std::countr_zero(DirectionsOf(distances[0] == nearest, distances[1] == nearest));
+    // A loop, whose end the processor foresees where points follow each other in a raster; the next
+    // pass does not wait for it.
+    int32_t all[kNeighbours];
+    platform::StoreLanes(distances[0], all);
+    platform::StoreLanes(distances[1], all + 4);
+    int direction = 0;
+    while (all[direction] != nearest[0]) {
+        ++direction;
+    }
+    return direction;
 }
 
 int FindNearerNeighbourAtEdge(const NcLibWarpGrid& grid, const GridPoint& node,
