@@ -113,11 +113,6 @@ template <typename Vector>
     }
     NarrowLanes(totals, sum);
 }
-
-/// Whether the processor adds products in one step and has vectors of 32 bytes; chosen at load.
-/// Only tests write it, to hold the forms of a kernel against each other.
-inline bool g_has_fused_add =
-    __builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("fma") != 0;
 #else
 /// sum += a * b in each lane, rounded once.
 [[gnu::always_inline]] inline void FusedAdd(Float4& sum, const Float4& a, const Float4& b) {

@@ -5,7 +5,9 @@
 #include <bit>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <limits>
+#include <type_traits>
 
 #include "nclib/Logic/WarpAdjust/inverse_grid.hpp"
 #include "nclib/Logic/WarpAdjust/perspective.hpp"
@@ -52,25 +54,32 @@ float OddFloat(Rng& rng) {
 }
 
 // Three numbers of which the first two times each other, plus the third, is hard to round: half a
-// unit of the third's last place or a hair from it, for normal floats and below; what cancels; and
+// unit of the third's last place or a hair from it, for normal numbers and below; what cancels; and
 // anything at all.
-std::array<float, 3> HardSum(Rng& rng) {
-    const auto any = [&] { return std::bit_cast<float>(static_cast<uint32_t>(rng.Bits())); };
-    const auto near_one = [&] { return 1.0f + 0x1p-23f * static_cast<float>(rng.Below(4)); };
-    const auto below_one = [&] { return 1.0f - 0x1p-24f * static_cast<float>(rng.Below(8)); };
-    const float sign = rng.Below(2) == 0 ? 1.0f : -1.0f;
+template <typename Float>
+std::array<Float, 3> HardSum(Rng& rng) {
+    using Bits = std::conditional_t<sizeof(Float) == 4, uint32_t, uint64_t>;
+    constexpr int kDigits = std::numeric_limits<Float>::digits;
+    constexpr int kHalfLeast = std::numeric_limits<Float>::min_exponent - kDigits - 1;
+    const auto bits = [&](int count) { return static_cast<Float>(rng.Bits() >> (64 - count)); };
+    const auto any = [&] { return std::bit_cast<Float>(static_cast<Bits>(rng.Bits())); };
+    const auto one_to_two = [&] { return 1 + std::ldexp(bits(kDigits - 1), 1 - kDigits); };
+    const Float near_one = 1 + std::ldexp(bits(2), 1 - kDigits);
+    const Float below_one = 1 - std::ldexp(bits(3), -kDigits);
+    const Float sign = rng.Below(2) == 0 ? 1 : -1;
     switch (rng.Below(4)) {
         case 0: {
             const int exponent = static_cast<int>(rng.Below(200)) - 100;
             const int share = static_cast<int>(rng.Below(40)) - 20;
-            return {std::ldexp(sign * near_one(), exponent - 24 - share),
-                    std::ldexp(below_one(), share), std::ldexp(rng.Uniform(1, 2), exponent)};
+            return {std::ldexp(sign * near_one, exponent - kDigits - share),
+                    std::ldexp(below_one, share), std::ldexp(one_to_two(), exponent)};
         }
         case 1:
-            return {std::ldexp(sign * near_one(), -75), std::ldexp(below_one(), -75),
-                    std::bit_cast<float>(rng.Below(1u << 24))};
+            return {std::ldexp(sign * near_one, kHalfLeast / 2),
+                    std::ldexp(below_one, kHalfLeast - kHalfLeast / 2),
+                    std::ldexp(bits(kDigits), kHalfLeast + 1)};
         case 2: {
-            const float a = rng.Uniform(-9, 9), b = rng.Uniform(-9, 9);
+            const Float a = sign * one_to_two(), b = one_to_two();
             return {a, b, -a * b};
         }
         default:
@@ -78,20 +87,39 @@ std::array<float, 3> HardSum(Rng& rng) {
     }
 }
 
+// How often what is rounded twice, below normal numbers and from them on, is not right.
+template <typename Float>
+struct RoundedTwice {
+    int below = 0, normal = 0;
+
+    void Count(Float twice, Float once) {
+        (std::fabs(twice) < std::numeric_limits<Float>::min() ? below : normal) += twice != once;
+    }
+};
+
+template <typename Float>
+bool AreSame(Float a, Float b) {
+    return std::memcmp(&a, &b, sizeof a) == 0 || (std::isnan(a) && std::isnan(b));
+}
+
 TEST(Kernels, ProductsAddedInStepsAreRoundedOnce) {
-    const auto same = [](float a, float b) { return SameBits({a, 0}, {b, 0}); };
     Rng rng(10);
-    int rounded_twice[2] = {};  // by the plain cast of a sum in double precision: below normal, not
+    RoundedTwice<float> floats;
+    RoundedTwice<double> doubles;
     for (int done = 0; done < Searches(200000); done += 4) {
         float a[4], b[4], c[4], expected[4];
         for (int i = 0; i < 4; ++i) {
-            const auto sum = HardSum(rng);
-            a[i] = sum[0], b[i] = sum[1], c[i] = sum[2];
-            expected[i] = std::fma(a[i], b[i], c[i]);
-            ASSERT_TRUE(same(platform::FusedInSteps(a[i], b[i], c[i]), expected[i]))
-                << std::hexfloat << a[i] << " * " << b[i] << " + " << c[i];
-            const auto twice = static_cast<float>(double{a[i]} * double{b[i]} + double{c[i]});
-            rounded_twice[std::fabs(twice) < 0x1p-126f ? 0 : 1] += same(twice, expected[i]) ? 0 : 1;
+            const auto [p, q, r] = HardSum<double>(rng);
+            ASSERT_TRUE(AreSame(platform::FusedInSteps(p, q, r), std::fma(p, q, r)))
+                << std::hexfloat << p << " * " << q << " + " << r;
+            doubles.Count(p * q + r, std::fma(p, q, r));
+
+            const auto [x, y, z] = HardSum<float>(rng);
+            a[i] = x, b[i] = y, c[i] = z;
+            expected[i] = std::fma(x, y, z);
+            ASSERT_TRUE(AreSame(platform::FusedInSteps(x, y, z), expected[i]))
+                << std::hexfloat << x << " * " << y << " + " << z;
+            floats.Count(static_cast<float>(double{x} * double{y} + double{z}), expected[i]);
         }
 #if defined(__x86_64__)
         platform::Float4 sums, lanes_a, lanes_b;
@@ -100,13 +128,14 @@ TEST(Kernels, ProductsAddedInStepsAreRoundedOnce) {
         platform::LoadLanes(c, sums);
         platform::FusedAddInSteps(sums, lanes_a, lanes_b);
         for (int i = 0; i < 4; ++i) {
-            ASSERT_TRUE(same(sums[i], expected[i]))
+            ASSERT_TRUE(AreSame(float{sums[i]}, expected[i]))
                 << std::hexfloat << a[i] << " * " << b[i] << " + " << c[i];
         }
 #endif
     }
-    EXPECT_GT(rounded_twice[0], 100);
-    EXPECT_GT(rounded_twice[1], 100);
+    EXPECT_GT(floats.below, 100);
+    EXPECT_GT(floats.normal, 100);
+    EXPECT_GT(doubles.normal, 100);
 }
 
 TEST(Kernels, ManyPointsThroughOneMatrixEqualOneAtATime) {
