@@ -16,7 +16,7 @@ endforeach()
 set(CPACK_PACKAGE_NAME steadywarp)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each component has its own
-set(CPACK_PACKAGE_CONTACT "steadywarp maintainers <maintainers@steadywarp.org>")
+set(CPACK_PACKAGE_CONTACT "steadywarp maintainers <maintainers@steadywarp.example>")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_GENERATOR DEB)
 set(CPACK_COMPONENTS_ALL library development)
