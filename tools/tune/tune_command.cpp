@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <thread>
 
+#include "module_fields.hpp"
 #include "tune_connection.hpp"
 
 namespace {
@@ -67,15 +68,46 @@ int List(tune::Connection& connection, const Options& options) {
     return kDone;
 }
 
+// Every value of a module or of a structure in it, one a line.
+int GetAll(tune::Connection& connection, const Options& options) {
+    const tune::Place place{options.path, options.module, ""};
+    size_t values = 0;
+    const auto print = [&](const tune::Entry& entry) {
+        if (entry.IsStructure()) {
+            return;
+        }
+        ++values;
+        std::cout << entry.name << "=";
+        if (entry.count) {
+            const char* separator = "";
+            for (const std::string& value : tune::Elements(connection, place, entry)) {
+                std::cout << separator << value;
+                separator = ",";
+            }
+        } else {
+            std::cout << entry.value;
+        }
+        std::cout << "\n";
+    };
+    tune::VisitFields(connection, place, UINT32_MAX, print);
+    if (values == 0) {
+        std::cerr << Target(options) << ": no value\n";
+        return kRefused;
+    }
+    return kDone;
+}
+
 int GetValue(tune::Connection& connection, const Options& options) {
-    const bool all = options.variable.empty();
-    const std::string payload = all ? Target(options) : Target(options) + ":" + options.variable;
+    if (options.variable.empty()) {
+        return GetAll(connection, options);
+    }
+    const std::string payload = Target(options) + ":" + options.variable;
     const std::string text = connection.Ask(tune::kGet, payload);
     if (text.empty()) {
         std::cerr << payload << ": no value\n";
         return kRefused;
     }
-    all ? PrintItems(text, ';') : void(std::cout << text << "\n");
+    std::cout << text << "\n";
     return kDone;
 }
 
