@@ -10,6 +10,9 @@
 
 #include "module_fields.hpp"
 #include "tune_connection.hpp"
+#ifdef STEADYWARP_WEB
+#include "web/web_command.hpp"
+#endif
 
 namespace {
 
@@ -26,6 +29,8 @@ struct Options {
     std::vector<std::string> pairs;
     double interval = 0.5;
     unsigned int count = 0;
+    bool web = false;
+    uint16_t web_port = 0;
 };
 
 // One item a line, so that other programs can read it.
@@ -166,6 +171,24 @@ CLI::App* AddCommand(CLI::App& app, const char* name, const char* help, Options&
     return command;
 }
 
+#ifdef STEADYWARP_WEB
+// Either a subcommand or the page.
+void AddWeb(CLI::App& app, Options& options) {
+    CLI::Option* web = app.add_flag(
+        "--web", options.web, "Serve a page for a browser on this machine, until an interrupt");
+    app.add_option("--web-port", options.web_port, "Port of the page [a free one]")
+        ->needs(web)
+        ->check(CLI::Range(1, 65535))
+        ->type_name("N");
+    app.require_subcommand(0, 1);
+    app.final_callback([&app, &options] {
+        if (options.web != app.get_subcommands().empty()) {
+            throw CLI::RequiredError("Either a subcommand or --web");
+        }
+    });
+}
+#endif
+
 }  // namespace
 
 int RunTune(int argc, char** argv) {
@@ -192,7 +215,11 @@ int RunTune(int argc, char** argv) {
     watch->add_option("--interval", options.interval, "Seconds between two looks [0.5]")
         ->check(CLI::Range(0.001, 3600.0));
     watch->add_option("--count", options.count, "Looks, 0 for no end [0]");
+#ifdef STEADYWARP_WEB
+    AddWeb(app, options);
+#else
     app.require_subcommand(1);
+#endif
     app.footer("Example: steadywarp tune 127.0.0.1:20803 set 0.0 alpha number=5");
     try {
         app.parse(argc, argv);
@@ -200,6 +227,11 @@ int RunTune(int argc, char** argv) {
         return app.exit(error) == 0 ? kDone : kBadInput;
     }
     try {
+#ifdef STEADYWARP_WEB
+        if (options.web) {
+            return tune::RunWeb(options.address, options.timeout, options.web_port);
+        }
+#endif
         tune::Connection connection(options.address, options.timeout);
         return info->parsed()    ? Info(connection)
                : modes->parsed() ? Modes(connection, options)
