@@ -21,6 +21,8 @@ constexpr uint64_t kStartTag = 0x425A;
 constexpr size_t kHeader = 6;
 constexpr size_t kPayload = 10;
 constexpr size_t kLongest = 65534;
+// A peer that never comes to the point is no service; one request leads to one reply.
+constexpr int kMostStrangeReplies = 64;
 
 std::string Text(const std::vector<uint8_t>& frame, size_t at) {
     std::string text;
@@ -178,12 +180,13 @@ Connection::Frame Connection::Exchange(Command command, const Frame& rest, bool 
     }
     Send(frame);
     // What the half of a request of an earlier client led to may come first.
-    for (;;) {
+    for (int i = 0; i < kMostStrangeReplies; ++i) {
         Frame reply = Receive();
         if (GetNumber(reply, 2, 2) == command && (!has_id || GetNumber(reply, 6, 4) == id)) {
             return reply;
         }
     }
+    throw std::runtime_error(m_address + ": answers to other questions only");
 }
 
 ServiceInfo Connection::Info() {

@@ -83,11 +83,13 @@ class STEADYWARP_API ParameterFileSymbolTable {
     /// Change the number of users that want the file open.
     void FileReference(int adjust);
 
+    /// @{
     /// Bytes by which a record counts in the size of its section. With alignment 8 a symbol record
     /// counts for four more bytes than it takes.
     unsigned int GetSymbolEntrySize(unsigned char alignment) const;
     unsigned int GetDataTableEntrySize() const;
     unsigned int GetModeEntrySize(unsigned char alignment) const;
+    /// @}
 
     /// Drop the entries; in buffer mode nothing can be found from then on.
     void FreeEntryData();

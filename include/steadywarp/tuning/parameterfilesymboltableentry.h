@@ -58,9 +58,11 @@ class STEADYWARP_API ParameterFileSymbolTableEntry {
     /// @param value receives a text to release with free() if the table says so.
     bool ReadString(char** value, unsigned int count, unsigned char alignment);
 
+    /// @{
     /// Look up, or register, the object that this payload is parsed into; see the symbol table.
     DupObjInfo* GetDupObject(unsigned int count, char const* file, unsigned int line);
     DupObjInfo* SetDupObject(void* object, unsigned int count, char const* file, unsigned int line);
+    /// @}
 
     ParameterFileSymbolTable* GetTable() const { return m_table; }
     /// Who logs the reads; may be NULL.

@@ -133,11 +133,13 @@ class STEADYWARP_API ParameterModule {
     /// Remember the mode that took this module. Called by the set manager.
     void SetMode(const ModeUnion& mode) { m_mode = mode; }
 
-    // The mode that counts the references of an instance ends before an instance that is out of
-    // use; from then on it counts those that are left itself. Called by the set manager.
+    /// @{
+    /// The mode that counts the references of an instance ends before an instance that is out of
+    /// use; from then on it counts those that are left itself. Called by the set manager.
     void AddHolders(uint32_t holders) const { m_holders += holders; }
     void DropHolder() const;
     uint32_t GetHolders() const { return m_holders; }
+    /// @}
 
   protected:
     /// @param name full module name, a text that outlives the object.
@@ -149,6 +151,7 @@ class STEADYWARP_API ParameterModule {
         m_loaded = true;
         ++m_loadCounter;
     }
+    /// Note that the values were given up.
     void MarkUnloaded() { m_loaded = false; }
 
   private:

@@ -26,6 +26,7 @@ struct ModuleReference {
 /// of the set manager guards the shape; the module lock guards the modules and their counts.
 class STEADYWARP_API ModeEntry {
   public:
+    /// @param logger logs in this mode's name; may be NULL.
     explicit ModeEntry(IParameterLoggingAPI* logger) : m_logger(logger) {}
     ~ModeEntry() = default;
     ModeEntry(const ModeEntry&) = delete;
@@ -51,8 +52,11 @@ class STEADYWARP_API ModeEntry {
     /// @return the module that was there; NULL, with nothing done, if there was none.
     ParameterModule* ReplaceModule(ParameterModule* module);
 
+    /// @{
+    /// Count one user more, or less, of a module in this mode. The module lock must be held.
     void AddReference(ParameterModule const* module);
     void ReleaseReference(ParameterModule const* module);
+    /// @}
     /// Set every count to 0; one that was not is logged.
     void ReleaseReferences();
     /// Count the references of a module, or of all of this mode's own modules for NULL.
@@ -64,9 +68,11 @@ class STEADYWARP_API ModeEntry {
     /// Tell whether this mode is an ancestor of `other`.
     bool IsParent(ModeEntry const* other) const;
 
-    /// Name of the mode, or NULL if the number has none.
+    /// @{
+    /// Name of the mode or sub-mode, or NULL if the number has none.
     char const* GetModeName() const;
     char const* GetSubModeName() const;
+    /// @}
 
   private:
     friend class ParameterSetManager;
@@ -111,6 +117,8 @@ class STEADYWARP_API ParameterSetManager : public IModeTable, public IParameterD
     /// @param variable path in the module; NULL or empty writes all as "name=value;name=value".
     bool GetValue(char const* modes, char const* module, char const* variable, char* value,
                   unsigned int size) override;
+    /// Change a value of a loaded module; it stays until the module is loaded anew.
+    /// @param modes,module,variable as for GetValue(). @return false if it cannot be changed.
     bool SetValue(char const* modes, char const* module, char const* variable,
                   char const* value) override;
     /// List the fields of a module, or the modules of the root mode without a module name.
@@ -119,8 +127,12 @@ class STEADYWARP_API ParameterSetManager : public IModeTable, public IParameterD
     bool GetActiveModes(char* modes, unsigned int size) override;
     /// Turn a named path into the numeric form; numeric steps stay as they are.
     bool GetModeShorthand(char const* modes, char* shorthand, unsigned int size) override;
+    /// @{
+    /// Write the values as `id=value`, joined by ",". @return false if they do not fit.
     bool GetControlValues(char* values, unsigned int size) override;
     bool GetTriggerValues(char* values, unsigned int size) override;
+    /// @}
+    /// Find the mode at a numeric path. @return NULL for another text, or if the tree ends before.
     virtual ModeEntry* GetModeEntry(char const* path);
     /// Find the mode at a path; without steps, the root. @return NULL if the tree ends before it.
     virtual ModeEntry* GetModeEntry(TuningMode const* branch, unsigned int count);
@@ -157,10 +169,13 @@ class STEADYWARP_API ParameterSetManager : public IModeTable, public IParameterD
     /// Give back a reference. Does nothing in buffer mode, nor for NULL.
     void ReleaseModule(ParameterModule const* module);
 
+    /// @{
+    /// Set one value, or replace all; read one by its ID, or all. Text is `id=value` records joined
+    /// by ",". @return false for an unknown ID, for NULL, if memory is exhausted, and if a record
+    /// was left out because it cannot be read.
     bool SetControlValue(ParameterCTValue const& value);
     bool SetControlValues(ParameterCTValue const* values, unsigned int count);
     bool SetControlValues(PList<ParameterCTValue> const& values);
-    /// @param values `id=value` records joined by ","; unreadable ones are left out.
     bool SetControlValues(char const* values);
     bool GetControlValue(unsigned int id, ParameterCTValue& value);
     bool GetControlValues(PList<ParameterCTValue>& values);
@@ -170,22 +185,28 @@ class STEADYWARP_API ParameterSetManager : public IModeTable, public IParameterD
     bool SetTriggerValues(char const* values);
     bool GetTriggerValue(unsigned int id, ParameterCTValue& value);
     bool GetTriggerValues(PList<ParameterCTValue>& values);
+    /// @}
 
+    /// @{
+    /// The same as with a numeric path; `branch` are its `count` steps.
     bool GetValue(TuningMode const* branch, unsigned int count, char const* module,
                   char const* variable, char* value, unsigned int size);
     bool SetValue(TuningMode const* branch, unsigned int count, char const* module,
                   char const* variable, char const* value);
     bool GetInfo(TuningMode const* branch, unsigned int count, char const* module,
                  PList<ParameterParserInfo>& list);
+    /// @}
 
     /// Read a numeric path. @return false, with an empty list, for any other text.
     bool GetModeBranchFromPath(char const* path, PList<TuningMode>& branch) const;
     /// Write a numeric path. @return false, with an empty text, if it does not fit.
     bool GetPathFromModeBranch(TuningMode const* branch, unsigned int count, char* path,
                                unsigned int size) const;
+    /// @{
     /// Number of a mode or sub-mode name, without regard to case; 0 for an unknown one.
     unsigned int GetModeIndex(char const* name) const;
     unsigned int GetSubModeIndex(unsigned short mode, char const* name) const;
+    /// @}
     /// Turn numeric paths, joined by ";", into named ones.
     bool GetDialinModesString(char const* paths, char* modes, unsigned int size) const;
 
@@ -223,10 +244,14 @@ class STEADYWARP_API ParameterSetManager : public IModeTable, public IParameterD
     /// command that is being run needs the whole object. Hold no lock.
     void DeleteWorker();
 
+    /// @{
+    /// Settings of a subclass, for its constructor.
     void SetLogEnables(bool error, bool warning, bool debug);
     void SetModeCacheSize(uint32_t modes) { m_modeCacheSize = modes; }
     void SetFileModeEnabled(bool enabled) { m_fileModeEnabled = enabled; }
     void SetQuietMissingModules(bool quiet) { m_quietMissingModules = quiet; }
+    /// @}
+    /// The tables of the load at hand, or NULL. The tree lock must be held.
     ParameterFileSymbolTable* GetSymbolTable() { return m_symbolTable; }
 
   private:

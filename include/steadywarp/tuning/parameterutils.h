@@ -77,10 +77,12 @@ class STEADYWARP_API ParameterUtils {
 /// hold nothing when asking for the exclusive mode.
 class STEADYWARP_API ParameterMutex {
   public:
+    /// @param logger told of an Unlock() without its Lock(); may be NULL.
     explicit ParameterMutex(IParameterLoggingAPI* logger = nullptr) : m_logger(logger) {}
     ParameterMutex(const ParameterMutex&) = delete;
     ParameterMutex& operator=(const ParameterMutex&) = delete;
 
+    /// Wait for the lock. @param shared as a reader, else as the writer.
     void Lock(bool shared);
     /// Undo one Lock() of the same mode; one that the thread does not hold changes nothing.
     void Unlock(bool shared);
@@ -100,6 +102,7 @@ class STEADYWARP_API ParameterMutex {
 /// Holds a ParameterMutex until the end of a scope.
 class ParameterScopedLock {
   public:
+    /// Locks; see ParameterMutex::Lock().
     ParameterScopedLock(ParameterMutex& mutex, bool shared) : m_mutex(&mutex), m_shared(shared) {
         m_mutex->Lock(m_shared);
         m_held = true;
@@ -155,7 +158,9 @@ class STEADYWARP_API ParameterBinaryFile {
     /// Change the number of users; the file is open while there are any. @return the new number.
     int Reference(int adjust);
 
+    /// Tell whether the file could be opened.
     bool IsValid();
+    /// Tell what the last check of the whole file's CRC found.
     bool IsCRCValid();
     /// Length in bytes at the last open that counted.
     unsigned int GetLength();
