@@ -12,6 +12,8 @@
 #include <vector>
 
 #include "steadywarp/eis_capture.h"
+#include "support/frame_stream.hpp"
+#include "support/scratch_folder.hpp"
 
 namespace {
 
@@ -20,26 +22,10 @@ constexpr uint32_t kWidth = 3840;
 constexpr uint32_t kHeight = 2160;
 
 // A working directory with the captures' folder; the files of a benchmark go with it.
-struct Folder {
-    std::filesystem::path before = std::filesystem::current_path();
-    std::filesystem::path path;
-
-    Folder() {
-        std::string name = std::filesystem::temp_directory_path() / "steadywarp-XXXXXX";
-        if (mkdtemp(name.data()) == nullptr) {
-            std::abort();
-        }
-        path = name;
-        std::filesystem::create_directories(path / "data/vendor/camera");
-        std::filesystem::current_path(path);
-    }
-    ~Folder() {
-        std::filesystem::current_path(before);
-        std::filesystem::remove_all(path);
-    }
+struct Folder : steadywarp::test::ScratchFolder {
     double bytes() const {
         uintmax_t sum = 0;
-        for (const auto& entry : std::filesystem::recursive_directory_iterator(path)) {
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(path())) {
             sum += entry.is_regular_file() ? entry.file_size() : 0;
         }
         return static_cast<double>(sum);
@@ -47,27 +33,19 @@ struct Folder {
 };
 
 is_init_common_data common_data() {
-    is_init_common_data common{};
-    common.is_type = IS_TYPE_EIS_2_0;
-    common.deployment_type = DEP_TYPE_ICA_V30;
+    is_init_common_data common = bench::common_data();
     common.output_width = kWidth;
     common.output_height = kHeight;
     common.frame_fps = 60;
-    common.buffer_delay = 1;
     return common;
 }
 
 is_init_sensor_data sensor_data() {
-    is_init_sensor_data sensor{};
+    is_init_sensor_data sensor = bench::sensor_data(1000);
     sensor.ife_input_frame_width = sensor.ife_input_frame_undistorted_width = kWidth;
     sensor.ife_input_frame_height = sensor.ife_input_frame_undistorted_height = kHeight;
     sensor.input_width = kWidth;
     sensor.input_height = kHeight;
-    sensor.sensor_mount_angle = 180;
-    sensor.tuning.top.gyro_frequency = 1000;
-    sensor.tuning.general.minimal_total_margin = 0.1f;
-    sensor.tuning.general.focal_length = 1500;
-    sensor.tuning.general.gyro_noise_floor = 0.003f;
     return sensor;
 }
 
@@ -93,19 +71,7 @@ is_input input_of(uint32_t index, std::vector<_sample_data_s>& samples) {
     return input;
 }
 
-struct Output {
-    is_output record{};
-    std::vector<NcLibWarpGridCoord> grids = std::vector<NcLibWarpGridCoord>(2 * EIS_GRID_POINTS);
-    NcLibPerspTransformSingle matrices[3]{};
-
-    Output() {
-        record.distortion_correction_grid.grid = grids.data();
-        record.stabilization_transform.grid.grid = grids.data() + EIS_GRID_POINTS;
-        record.stabilization_transform.matrices.perspMatrices = &matrices[0];
-        record.alignment_matrix_domain_undistorted.perspMatrices = &matrices[1];
-        record.alignment_matrix_domain_stabilized.perspMatrices = &matrices[2];
-    }
-};
+using bench::Output;
 
 eis_utils_log* open_log() {
     static const is_init_common_data kCommon = common_data();

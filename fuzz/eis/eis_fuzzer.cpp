@@ -3,58 +3,32 @@
 //
 // The first bytes spoil words of a right configuration; each further chunk is a frame: spoiled
 // words of its input, a number of samples, and what they hold. Arrays have the memory they claim.
-#include <algorithm>
-#include <cstddef>
-#include <cstdint>
-#include <cstring>
-#include <vector>
-
+#include "input.hpp"
 #include "steadywarp/eis.h"
 #include "support/records.hpp"
 #include "support/stream.hpp"
 
 namespace {
 
+using steadywarp::fuzz::Input;
 using steadywarp::test::centred_windows;
 using steadywarp::test::OutputMemory;
 using steadywarp::test::valid_common;
 using steadywarp::test::valid_sensor;
 
-// Reads values off the front of the input; zero once it is used up.
-class Bytes {
-  public:
-    Bytes(const uint8_t* data, size_t size) : _data(data), _size(size) {}
-
-    bool is_empty() const { return _size == 0; }
-
-    template <typename T>
-    T take() {
-        T value{};
-        const size_t count = std::min(sizeof value, _size);
-        std::memcpy(&value, _data, count);
-        _data += count;
-        _size -= count;
-        return value;
+/// Replace up to three words of a record.
+void spoil(Input& bytes, void* record, size_t size) {
+    for (uint32_t i = bytes.Get<uint8_t>() % 4; i > 0; --i) {
+        const size_t word = bytes.Get<uint16_t>() % (size / 4);
+        const uint32_t value = bytes.Get<uint32_t>();
+        std::memcpy(static_cast<char*>(record) + 4 * word, &value, 4);
     }
+}
 
-    /// Replace up to three words of a record.
-    void spoil(void* record, size_t size) {
-        for (uint32_t i = take<uint8_t>() % 4; i > 0; --i) {
-            const size_t word = take<uint16_t>() % (size / 4);
-            const uint32_t value = take<uint32_t>();
-            std::memcpy(static_cast<char*>(record) + 4 * word, &value, 4);
-        }
-    }
-
-  private:
-    const uint8_t* _data;
-    size_t _size;
-};
-
-is_init_common_data take_common(Bytes& bytes) {
+is_init_common_data take_common(Input& bytes) {
     is_init_common_data common = valid_common();
-    bytes.spoil(&common, offsetof(is_init_common_data, do_virtual_upscale_in_transform) / 4 * 4);
-    const uint16_t flags = bytes.take<uint16_t>();
+    spoil(bytes, &common, offsetof(is_init_common_data, do_virtual_upscale_in_transform) / 4 * 4);
+    const uint16_t flags = bytes.Get<uint16_t>();
     common.do_virtual_upscale_in_transform = (flags & 1) != 0;
     common.force_split_grid_matrix = (flags & 2) != 0;
     common.is_sat_enabled = (flags & 0x70) == 0x70;
@@ -69,9 +43,9 @@ is_init_common_data take_common(Bytes& bytes) {
 }
 
 // Focus and distortion, nearly right; `grid` is used for both directions.
-void take_optics(Bytes& bytes, bool has_focus, const NcLibWarpGrid& grid,
+void take_optics(Input& bytes, bool has_focus, const NcLibWarpGrid& grid,
                  is_init_sensor_data& sensor) {
-    const uint8_t kind = bytes.take<uint8_t>();
+    const uint8_t kind = bytes.Get<uint8_t>();
     if (has_focus) {
         sensor.tuning.top.ifovc_frequency = 120;
         sensor.tuning.z_lens_pos.enable = 1;
@@ -79,7 +53,7 @@ void take_optics(Bytes& bytes, bool has_focus, const NcLibWarpGrid& grid,
         sensor.tuning.z_lens_pos.lut_len = 2;
         sensor.tuning.z_lens_pos.lut_z_lens_pos_tab[0] = 1.0f;
         sensor.tuning.z_lens_pos.lut_scale_vs_z_lens_pos_tab[0] = 1.0f;
-        bytes.spoil(&sensor.tuning.z_lens_pos, sizeof sensor.tuning.z_lens_pos);
+        spoil(bytes, &sensor.tuning.z_lens_pos, sizeof sensor.tuning.z_lens_pos);
     }
     is_tessaline_lens_distortion_correction& ldc = sensor.tuning.lens_distortion_correction;
     if (kind >= 0x80) {
@@ -88,7 +62,7 @@ void take_optics(Bytes& bytes, bool has_focus, const NcLibWarpGrid& grid,
         ldc.ldc_calib_domain = kind % 4;
         ldc.image_size_distorted_x = ldc.image_size_undistorted_x = steadywarp::test::kWidth;
         ldc.image_size_distorted_y = ldc.image_size_undistorted_y = steadywarp::test::kHeight;
-        bytes.spoil(&ldc, sizeof ldc);
+        spoil(bytes, &ldc, sizeof ldc);
         sensor.ldc_in2out = sensor.ldc_out2in = &grid;
         sensor.ldc_calib_domain = kind % 2;
     }
@@ -97,17 +71,17 @@ void take_optics(Bytes& bytes, bool has_focus, const NcLibWarpGrid& grid,
 // A grid of 27 by 35 nodes, some of them spoiled.
 class TakenGrid {
   public:
-    explicit TakenGrid(Bytes& bytes) {
+    explicit TakenGrid(Input& bytes) {
         for (uint32_t k = 0; k < EIS_GRID_POINTS; ++k) {
             _nodes[k] = {60.0f * (static_cast<float>(k % 35) - 17.0f),
                          45.0f * (static_cast<float>(k / 35) - 13.0f)};
         }
-        bytes.spoil(_nodes, sizeof _nodes);
-        const auto kind = static_cast<NcLibWarpGridExtrapolationType>(bytes.take<uint8_t>() % 4);
+        spoil(bytes, _nodes, sizeof _nodes);
+        const auto kind = static_cast<NcLibWarpGridExtrapolationType>(bytes.Get<uint8_t>() % 4);
         _record = {
             true,  {steadywarp::test::kWidth, steadywarp::test::kHeight}, 27, 35, _nodes, kind,
             _nodes};
-        bytes.spoil(&_record.transformDefinedOn, sizeof _record.transformDefinedOn);
+        spoil(bytes, &_record.transformDefinedOn, sizeof _record.transformDefinedOn);
     }
     TakenGrid(const TakenGrid&) = delete;
     TakenGrid& operator=(const TakenGrid&) = delete;
@@ -119,25 +93,25 @@ class TakenGrid {
     NcLibWarpGrid _record{};
 };
 
-is_init_sensor_data take_sensor(Bytes& bytes, const is_init_common_data& common,
+is_init_sensor_data take_sensor(Input& bytes, const is_init_common_data& common,
                                 const NcLibWarpGrid& grid) {
     is_init_sensor_data sensor = valid_sensor();
     constexpr size_t kHead = offsetof(is_init_sensor_data, ldc_calib_domain);
-    bytes.spoil(reinterpret_cast<char*>(&sensor) + kHead,
-                offsetof(is_init_sensor_data, tuning) - kHead);
+    spoil(bytes, reinterpret_cast<char*>(&sensor) + kHead,
+          offsetof(is_init_sensor_data, tuning) - kHead);
     take_optics(bytes, common.is_ifovc_enabled, grid, sensor);
     if (common.is_ois_enabled) {
         sensor.tuning.top.ois_frequency = 500;
-        sensor.tuning.ois.module_type = bytes.take<uint8_t>() % 8;
+        sensor.tuning.ois.module_type = bytes.Get<uint8_t>() % 8;
         sensor.tuning.ois.data_conversion_x_tab[1] = 1.0f;
         sensor.tuning.ois.data_conversion_y_tab[2] = 1.0f;
     }
     sensor.tuning.dis.enable = 1;
     sensor.tuning.dis.confidence_threshold = 100;
-    bytes.spoil(&sensor.tuning.top, sizeof sensor.tuning.top);
-    bytes.spoil(&sensor.tuning.general, sizeof sensor.tuning.general);
-    bytes.spoil(&sensor.tuning.blur_masking, sizeof sensor.tuning.blur_masking);
-    bytes.spoil(&sensor.tuning.ois, sizeof sensor.tuning.ois);
+    spoil(bytes, &sensor.tuning.top, sizeof sensor.tuning.top);
+    spoil(bytes, &sensor.tuning.general, sizeof sensor.tuning.general);
+    spoil(bytes, &sensor.tuning.blur_masking, sizeof sensor.tuning.blur_masking);
+    spoil(bytes, &sensor.tuning.ois, sizeof sensor.tuning.ois);
     // Rates beyond this ask for memory and find nothing new.
     sensor.tuning.top.gyro_frequency %= 20000;
     sensor.tuning.top.ois_frequency %= 20000;
@@ -145,44 +119,44 @@ is_init_sensor_data take_sensor(Bytes& bytes, const is_init_common_data& common,
     return sensor;
 }
 
-std::vector<_sample_data_s> take_samples(Bytes& bytes, uint64_t around, double least = 0.0) {
-    std::vector<_sample_data_s> samples(bytes.take<uint8_t>() % 48);
+std::vector<_sample_data_s> take_samples(Input& bytes, uint64_t around, double least = 0.0) {
+    std::vector<_sample_data_s> samples(bytes.Get<uint8_t>() % 48);
     uint64_t ts = around - 40000;
     for (_sample_data_s& sample : samples) {
-        const uint8_t kind = bytes.take<uint8_t>();
-        ts += kind < 240 ? 2000 : bytes.take<uint64_t>();
+        const uint8_t kind = bytes.Get<uint8_t>();
+        ts += kind < 240 ? 2000 : bytes.Get<uint64_t>();
         sample.ts = ts;
-        sample.data[0] = kind % 16 != 0 ? 0.05 * (kind % 7) : bytes.take<double>();
+        sample.data[0] = kind % 16 != 0 ? 0.05 * (kind % 7) : bytes.Get<double>();
         sample.data[1] = least + 0.01 * (kind % 5);
     }
     return samples;
 }
 
-void run_frame(Bytes& bytes, eis_context* context, uint32_t frame_id, uint64_t& sof,
+void run_frame(Input& bytes, eis_context* context, uint32_t frame_id, uint64_t& sof,
                OutputMemory& memory) {
-    const uint8_t step = bytes.take<uint8_t>();
-    sof += step < 200 ? 33333 : step < 240 ? 100000u * (step - 199) : bytes.take<uint64_t>();
+    const uint8_t step = bytes.Get<uint8_t>();
+    sof += step < 200 ? 33333 : step < 240 ? 100000u * (step - 199) : bytes.Get<uint64_t>();
     const std::vector<_sample_data_s> gyro = take_samples(bytes, sof);
     const std::vector<_sample_data_s> lens = take_samples(bytes, sof);
     is_input input{};
     input.frame_id = frame_id;
-    input.active_sensor_idx = bytes.take<uint8_t>() % 3;
+    input.active_sensor_idx = bytes.Get<uint8_t>() % 3;
     input.frame_time_input = {sof, 33333, 10000, 25000};
     input.window_regions = centred_windows();
-    bytes.spoil(&input.frame_time_input.frame_time, 12);
-    bytes.spoil(&input.window_regions, sizeof input.window_regions);
+    spoil(bytes, &input.frame_time_input.frame_time, 12);
+    spoil(bytes, &input.window_regions, sizeof input.window_regions);
     input.gyro = {gyro.data(), static_cast<uint32_t>(gyro.size())};
     input.ois = {lens.data(), static_cast<uint32_t>(lens.size())};
     const std::vector<_sample_data_s> focus = take_samples(bytes, sof, 0.95);
     input.ifovc = {focus.data(), static_cast<uint32_t>(focus.size())};
     // One matrix serves as alignment and as upstream transform.
-    const uint8_t parts = bytes.take<uint8_t>();
+    const uint8_t parts = bytes.Get<uint8_t>();
     NcLibPerspTransformSingle matrix = {{1, 0, 0, 0, 1, 0, 0, 0, 1}};
     NcLibWarp warp{};
     warp.matrices = {true,   {VIRTUAL_DOMAIN_WIDTH, VIRTUAL_DOMAIN_HEIGHT}, CENTERED, 256, 1, 1,
                      &matrix};
     if ((parts & 3) != 0) {
-        bytes.spoil(&matrix, sizeof matrix);
+        spoil(bytes, &matrix, sizeof matrix);
         warp.direction = (parts >> 2) & 1;
         input.sat = (parts & 1) != 0 ? &warp : nullptr;
         input.pre_eis_transform_margins_reduction = (parts & 2) != 0 ? &warp : nullptr;
@@ -195,11 +169,11 @@ void run_frame(Bytes& bytes, eis_context* context, uint32_t frame_id, uint64_t& 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    Bytes bytes(data, size);
+    Input bytes(data, size);
     const is_init_common_data common = take_common(bytes);
     const TakenGrid grid(bytes);
     std::vector<is_init_sensor_data> sensors;
-    for (uint32_t i = bytes.take<uint8_t>() % 3 + 1; i > 0; --i) {
+    for (uint32_t i = bytes.Get<uint8_t>() % 3 + 1; i > 0; --i) {
         sensors.push_back(take_sensor(bytes, common, grid.record()));
     }
     eis_context* context = nullptr;
@@ -209,7 +183,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }
     OutputMemory memory;
     uint64_t sof = 2000000;
-    for (uint32_t frame = 1; frame < 64 && !bytes.is_empty(); ++frame) {
+    for (uint32_t frame = 1; frame < 64 && bytes.Left() > 0; ++frame) {
         run_frame(bytes, context, frame, sof, memory);
     }
     eis2_deinitialize(&context);

@@ -134,15 +134,21 @@ void Geometries(Input& in, Input& bulk) {
                              in.Get<uint32_t>() >> in.Below(32)};
     }
     NcLibWarpGeometries(&geom, &out);
-    const NcLibFdRoi rois[2] = {
-        {in.Get<int32_t>(), in.Get<int32_t>(), in.Get<int32_t>(), in.Get<int32_t>()},
-        {in.Get<int16_t>(), in.Get<int16_t>(), in.Get<int16_t>(), in.Get<int16_t>()}};
-    NcLibFdRoi rois_out[2];
-    const NcLibImageSize size = {in.Below(4096), in.Below(4096)};
-    NcLibTranslateFdDomains(rois, in.Below(3), &size, &frames.now.record, &geom.inputSize,
-                            rois_out);
+}
+
+void FaceRectangles(Input& in, Input& bulk) {
+    const bool has_matrices = in.Flag();
+    const Warp warp = ReadFrameWarp(bulk, has_matrices, in.Flag());
+    const NcLibImageSize from = {in.Below(4096), in.Below(4096)},
+                         to = {in.Below(4096), in.Below(4096)};
+    const auto any_size = [&in] { return in.Get<int32_t>() >> in.Below(32); };
+    NcLibFdRoi rois[3], rois_out[3];
+    for (NcLibFdRoi& roi : rois) {
+        roi = {any_size(), any_size(), any_size(), any_size()};
+    }
+    NcLibTranslateFdDomains(rois, in.Below(4), &from, &warp.record, &to, rois_out);
     uint32_t passes;
-    NcLibGetMaxNumOfPasses(&geom.inputSize, &size, in.Coordinate(), in.Below(6), &passes);
+    NcLibGetMaxNumOfPasses(&from, &to, in.Coordinate(), in.Below(6), &passes);
 }
 
 void Mctf(Input& in, Input& bulk) {
@@ -292,8 +298,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     Input choices(data, num_choices);
     Input bulk(data + num_choices, size - num_choices);
     NcLibChipInfo::Set(kChips[choices.Below(std::size(kChips))], 0);
-    constexpr void (*kOperations[])(Input&, Input&) = {Geometries, Mctf, Motion, Program,
-                                                       Utilities};
+    constexpr void (*kOperations[])(Input&, Input&) = {Geometries, Mctf,      Motion,
+                                                       Program,    Utilities, FaceRectangles};
     kOperations[choices.Below(std::size(kOperations))](choices, bulk);
     return 0;
 }

@@ -5,27 +5,13 @@
 // module's own payload. Two modules of two modes read it, so that they share what they can.
 #include <algorithm>
 
+#include "input.hpp"
 #include "steadywarp/tuning/shapessetmanager.h"
 #include "support/tuning_fixture.hpp"
 
 namespace {
 
-class Input {
-  public:
-    Input(const uint8_t* data, size_t size) : m_next(data), m_end(data + size) {}
-    uint8_t Byte() { return m_next < m_end ? *m_next++ : 0; }
-    tuning::Bytes Take(size_t count) {
-        count = std::min(count, static_cast<size_t>(m_end - m_next));
-        const tuning::Bytes bytes(m_next, m_next + count);
-        m_next += count;
-        return bytes;
-    }
-    tuning::Bytes Rest() { return Take(static_cast<size_t>(m_end - m_next)); }
-
-  private:
-    const uint8_t* m_next;
-    const uint8_t* m_end;
-};
+using steadywarp::fuzz::Input;
 
 void Append(tuning::Image& image, const tuning::Bytes& bytes) {
     image.data.insert(image.data.end(), bytes.begin(), bytes.end());
@@ -38,16 +24,16 @@ tuning::Image MakeImage(Input& input, uint8_t choice, ParameterCatalogueRow cons
     image.modes = {{}, {1, 1, 0, 0}};
     image.modes[1].parent = 0;
     image.data = {0, 0, 0, 0};
-    const uint8_t rows = input.Byte() % 32;
+    const uint8_t rows = input.Get<uint8_t>() % 32;
     for (uint8_t i = 1; i <= rows; ++i) {
-        const size_t wanted = input.Byte();
-        const uint32_t duplicate = input.Byte();
+        const size_t wanted = input.Get<uint8_t>();
+        const uint32_t duplicate = input.Get<uint8_t>();
         const tuning::Bytes bytes = input.Take(wanted);
         image.data_rows.push_back({i, static_cast<uint32_t>(image.data.size()),
                                    static_cast<uint32_t>(bytes.size()), duplicate % (rows + 2u)});
         Append(image, bytes);
     }
-    const tuning::Bytes payload = input.Rest();
+    const tuning::Bytes payload = input.Take(input.Left());
     char type[ModuleData::kTypeSize];
     ModuleData::GetType(type, row.name);
     const VersionUnion& version = row.module->version;
@@ -92,7 +78,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     LogLines lines;
     Input input(data, size);
-    const uint8_t choice = input.Byte();
+    const uint8_t choice = input.Get<uint8_t>();
     ParameterCatalogueFamily const& family = *ShapesSetManager::Catalogue().families[0];
     ParameterCatalogueRow const& row = family.rows[(choice & 0x3F) % family.count];
     tuning::Bytes bytes = tuning::Encode(MakeImage(input, choice, row));

@@ -5,12 +5,10 @@
 #pragma once
 
 #include <algorithm>
-#include <cstddef>
-#include <cstdint>
-#include <cstring>
 #include <memory>
 #include <vector>
 
+#include "input.hpp"
 #include "nclib/Logic/WarpAdjust/warp_checks.hpp"
 #include "nclib/Logic/WarpAdjust/warp_copy.hpp"
 #include "steadywarp/nclib.h"
@@ -20,22 +18,9 @@ namespace warp_fuzz {
 
 inline constexpr uint32_t kChips[] = {0x10500, 0x10700, 0x10605, 0x40800, 0x60800};
 
-// Reads values off the input; zeros behind its end.
-class Input {
+class Input : public steadywarp::fuzz::Input {
   public:
-    Input(const uint8_t* data, size_t size) : data_(data), left_(size) {}
-
-    template <typename T>
-    T Get() {
-        T value{};
-        const size_t count = std::min(sizeof value, left_);
-        std::memcpy(&value, data_, count);
-        data_ += count;
-        left_ -= count;
-        return value;
-    }
-    uint32_t Below(uint32_t end) { return Get<uint16_t>() % end; }
-    bool Flag() { return (Get<uint8_t>() & 1) != 0; }
+    using steadywarp::fuzz::Input::Input;
 
     // A coordinate: of the frame mostly, any bits at all now and then.
     float Coordinate() {
@@ -46,10 +31,6 @@ class Input {
         const float x = Coordinate();
         return {x, Coordinate()};
     }
-
-  private:
-    const uint8_t* data_;
-    size_t left_;
 };
 
 struct Warp {

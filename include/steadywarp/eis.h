@@ -533,27 +533,36 @@ STEADYWARP_API uint32_t eis2_get_gyro_ois_time_interval(eis_context* context,
 
 /* ---- The functions behind the names above; same arguments, same results ---------------------- */
 
+/** What eis2_initialize() does. */
 STEADYWARP_API uint32_t eis_internal_init(eis_context** context, const is_init_common_data* common,
                                           const is_init_sensor_data* sensors, uint32_t num_sensors);
+/** What eis2_deinitialize() does. */
 STEADYWARP_API uint32_t eis_internal_destroy(eis_context** context);
+/** What eis2_get_stabilization_margin_ex() does. */
 STEADYWARP_API uint32_t eis_internal_get_stabilization_margin_ex(const is_margin_query* query,
                                                                  is_margins* margins);
+/** What eis2_get_stabilization_crop_ratio_ex() does. */
 STEADYWARP_API uint32_t eis_internal_get_stabilization_crop_ratio_ex(const is_margin_query* query,
                                                                      double* ratio_x,
                                                                      double* ratio_y);
+/** What eis2_get_stabilization_margin() does. */
 STEADYWARP_API uint32_t eis_internal_get_stabilization_margin(eis_context* context,
                                                               uint32_t sensor_idx,
                                                               is_margins* margins);
+/** What eis2_get_time_intervals() does. */
 STEADYWARP_API uint32_t eis_internal_get_time_intervals(eis_context* context,
                                                         const is_frame_times* frame_times,
                                                         uint32_t sensor_idx,
                                                         is_time_intervals* intervals);
+/** What eis2_get_gyro_time_interval() does. */
 STEADYWARP_API uint32_t
 eis_internal_get_gyro_samples_time_interval(eis_context* context, const is_frame_times* frame_times,
                                             uint32_t sensor_idx, is_time_interval* gyro);
+/** What eis2_get_gyro_ois_time_interval() does. */
 STEADYWARP_API uint32_t eis_internal_get_gyro_ois_samples_time_interval(
     eis_context* context, const is_frame_times* frame_times, uint32_t sensor_idx,
     is_time_interval* gyro, is_time_interval* ois);
+/** What eis2_process() does. */
 STEADYWARP_API uint32_t eis_internal_process(eis_context* context, const is_input* input,
                                              is_output* output);
 

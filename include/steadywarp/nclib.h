@@ -437,10 +437,12 @@ STEADYWARP_API int32_t NcLibWarpReverseGridDirection(const NcLibWarpReverseGridI
  */
 STEADYWARP_API bool NcLibWarpDebugNcLibWarpGridValidate(const NcLibWarpGrid* grid);
 
-/** Hooks through which the library shows intermediate results; they do nothing as delivered. */
+/** Hook that the library calls with intermediate results; does nothing as delivered. */
 STEADYWARP_API void NcLibWarpDebugPrintNcLibWarp(const NcLibWarp* warp, const char* file_name);
+/** As NcLibWarpDebugPrintNcLibWarp(), for matrices alone. */
 STEADYWARP_API void NcLibWarpDebugPrintNcLibWarpMatrices(const NcLibWarpMatrices* matrices,
                                                          const char* file_name);
+/** As NcLibWarpDebugPrintNcLibWarp(), for `count` points. */
 STEADYWARP_API void NcLibWarpDebugPrintNcLibWarpGridCoord(const NcLibWarpGridCoord* points,
                                                           uint32_t count, const char* file_name);
 

@@ -32,7 +32,9 @@ class NcLibChipInfo {
     /// Choose the chip. An unknown `version_code` leaves no capability at all.
     STEADYWARP_API static void Set(uint32_t version_code, uint32_t hardware_version);
 
+    /// What the chip chosen last can do; nothing before the first Set().
     STEADYWARP_API static Capabilities GetCapabilities();
+    /// Version code of the chip chosen last; INVALID_ORLOK_VERSION before the first Set().
     STEADYWARP_API static OrlokVersion GetOrlokVersion();
 
     /// Write "NcLib_3.7.7", cut to fit; does nothing if `text` is NULL or `size` is above 256.

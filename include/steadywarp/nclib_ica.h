@@ -184,12 +184,12 @@ STEADYWARP_STATIC_ASSERT(sizeof(LmcPassParameters_680) == 48,
  *        the version takes them, with a ring on any version but 10 (both preconditions).
  * @param matrices may be NULL.
  * @param passMapping may be NULL; then `passParameters` is not touched.
- * @param context,lmcParameters read and written on version 40 only, and needed there.
+ * @param context read on version 40 only, and needed there.
  * @param icaVersion 10, 20, 30 or 40.
  * @param warp,parameters receive the tables and the parameters. The translation-only fields of
  *        `parameters` are read: call SetDefaultsForIcaStruct() on it first.
  * @param passParameters ICA_MAX_PASSES records.
- * @param lmcParameters ICA_MAX_PASSES records.
+ * @param lmcParameters ICA_MAX_PASSES records, written on version 40 only, and needed there.
  * @return NC_LIB_INVALID_INPUT for something missing, an unknown grid geometry or picture format;
  *         NC_LIB_GENERAL_ERROR if ValidateIcaNonTessalineParams() refuses.
  */

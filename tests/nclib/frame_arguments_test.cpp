@@ -133,7 +133,7 @@ const Refusal kRefusals[] = {
     {[](Args& a) { a.geom_out.fdConfig = nullptr; return a.Geometries(); }, kInvalid, "NULL pointer: out->fdConfig"},
     {[](Args& a) { a.now.record.assistGrid = nullptr; return a.Geometries(); }, kInvalid, "NULL pointer: in->frameWarps.currStabilization->assistGrid"},
     {[](Args& a) { a.now.record.assistGrid = nullptr; a.geom.lnrDomain = 2; a.faces.faceNum = 0; return a.Geometries(); }, kInvalid,
-     "NULL pointer: in->frameWarps.currStabilization->assistGrid"},
+     "NULL pointer: in->frameWarps.currStabilization->assistGrid\ncorrectLnr failed"},
     {[](Args& a) { a.geom.frameWarps.alignment = nullptr; return a.PreviousFaces(); }, kInvalid, "NULL pointer: in->frameWarps.alignment"},
     {[](Args& a) { a.geom.frameWarps.prevDistCorrection = nullptr; return a.PreviousFaces(); }, kInvalid, "NULL pointer: in->frameWarps.prevDistCorrection"},
     {[](Args& a) { a.geom.frameWarps.prevStabilization = nullptr; return a.PreviousFaces(); }, kInvalid, "NULL pointer: in->frameWarps.prevStabilization"},

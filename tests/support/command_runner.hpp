@@ -7,18 +7,15 @@
 #include <sys/wait.h>
 
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <nlohmann/json.hpp>
-#include <sstream>
 #include <string>
+
+#include "support/scratch_folder.hpp"
 
 namespace steadywarp::test {
 
 inline std::string content(const std::filesystem::path& path) {
-    std::ostringstream out;
-    out << std::ifstream(path, std::ios::binary).rdbuf();
-    return out.str();
+    return read_text(path);
 }
 
 /// What a process left behind.
@@ -31,13 +28,6 @@ struct Outcome {
 /// A test with a folder of its own; '@' in a command line stands for it.
 class CommandTest : public testing::Test {
   protected:
-    void SetUp() override {
-        std::string name = testing::TempDir() + "steadywarp-XXXXXX";
-        ASSERT_NE(mkdtemp(name.data()), nullptr);
-        folder_ = name;
-    }
-    void TearDown() override { std::filesystem::remove_all(folder_); }
-
     std::string with_folder(std::string text) const {
         for (size_t at = 0; (at = text.find('@', at)) != std::string::npos;) {
             text.replace(at, 1, folder_.string());
@@ -60,14 +50,18 @@ class CommandTest : public testing::Test {
     }
 
     void file(const std::string& name, const std::string& text) const {
-        std::ofstream(folder_ / name, std::ios::binary) << text;
+        write_text(folder_ / name, text);
     }
 
     nlohmann::json json(const std::string& name) const {
         return nlohmann::json::parse(content(folder_ / name));
     }
 
-    std::filesystem::path folder_;
+  private:
+    const TemporaryFolder temporary_;
+
+  protected:
+    const std::filesystem::path& folder_ = temporary_.path();
 };
 
 }  // namespace steadywarp::test

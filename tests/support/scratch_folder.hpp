@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file scratch_folder.hpp
-/// A folder of a test's own that is the working directory while it exists, with the folder that
-/// captures are written to.
+/// Folders of a test's own, and whole files as texts.
 #pragma once
 
 #include <unistd.h>
@@ -14,31 +13,42 @@
 
 namespace steadywarp::test {
 
-class ScratchFolder {
+/// A folder that goes away with the object.
+class TemporaryFolder {
   public:
-    ScratchFolder() : _before(std::filesystem::current_path()) {
+    TemporaryFolder() {
         std::string name = std::filesystem::temp_directory_path() / "steadywarp-XXXXXX";
         if (mkdtemp(name.data()) == nullptr) {
             std::abort();
         }
         _path = name;
-        std::filesystem::create_directories(captures());
-        std::filesystem::current_path(_path);
     }
-    ~ScratchFolder() {
-        std::filesystem::current_path(_before);
+    ~TemporaryFolder() {
         std::error_code ignored;
         std::filesystem::remove_all(_path, ignored);
     }
-    ScratchFolder(const ScratchFolder&) = delete;
-    ScratchFolder& operator=(const ScratchFolder&) = delete;
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
 
     const std::filesystem::path& path() const { return _path; }
-    std::filesystem::path captures() const { return _path / "data/vendor/camera"; }
+
+  private:
+    std::filesystem::path _path;
+};
+
+/// One that is the working directory while it exists, with the folder that captures are written to.
+class ScratchFolder : public TemporaryFolder {
+  public:
+    ScratchFolder() : _before(std::filesystem::current_path()) {
+        std::filesystem::create_directories(captures());
+        std::filesystem::current_path(path());
+    }
+    ~ScratchFolder() { std::filesystem::current_path(_before); }
+
+    std::filesystem::path captures() const { return path() / "data/vendor/camera"; }
 
   private:
     std::filesystem::path _before;
-    std::filesystem::path _path;
 };
 
 inline std::string read_text(const std::filesystem::path& path) {

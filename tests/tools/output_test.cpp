@@ -10,6 +10,7 @@
 #include "output/staged_files.hpp"
 #include "output/summary.hpp"
 #include "output/warp_tables.hpp"
+#include "support/scratch_folder.hpp"
 
 namespace steadywarp::tool {
 namespace {
@@ -18,23 +19,12 @@ namespace fs = std::filesystem;
 
 class Folder : public testing::Test {
   protected:
-    void SetUp() override {
-        std::string name = testing::TempDir() + "steadywarp-XXXXXX";
-        ASSERT_NE(mkdtemp(name.data()), nullptr);
-        root_ = name;
-    }
-    void TearDown() override { fs::remove_all(root_); }
-
-    std::string content(const std::string& name) const {
-        std::ostringstream out;
-        out << std::ifstream(root_ / name).rdbuf();
-        return out.str();
-    }
     size_t files() const {
         return static_cast<size_t>(std::distance(fs::directory_iterator(root_), {}));
     }
 
-    fs::path root_;
+    const test::TemporaryFolder temporary_;
+    const fs::path& root_ = temporary_.path();
 };
 
 TEST_F(Folder, FilesAppearTogetherAtCommit) {
@@ -46,12 +36,12 @@ TEST_F(Folder, FilesAppearTogetherAtCommit) {
         std::fputs("new", staged.add("a", fault));
         std::fputs("b", staged.add("b", fault));
         ASSERT_FALSE(fault);
-        EXPECT_EQ(content("a"), "old");
+        EXPECT_EQ(test::read_text(root_ / "a"), "old");
         EXPECT_FALSE(fs::exists(root_ / "b"));
         ASSERT_FALSE(staged.commit());
     }
-    EXPECT_EQ(content("a"), "new");
-    EXPECT_EQ(content("b"), "b");
+    EXPECT_EQ(test::read_text(root_ / "a"), "new");
+    EXPECT_EQ(test::read_text(root_ / "b"), "b");
     EXPECT_EQ(files(), 2u);
 }
 
@@ -66,7 +56,7 @@ TEST_F(Folder, NothingIsLeftWithoutCommit) {
         ASSERT_FALSE(made.open());
         std::fputs("new", made.add("a", fault));
     }
-    EXPECT_EQ(content("a"), "old");
+    EXPECT_EQ(test::read_text(root_ / "a"), "old");
     EXPECT_EQ(files(), 1u);
 }
 

@@ -3,15 +3,17 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
+
+#include "support/scratch_folder.hpp"
 
 namespace {
 
 namespace fs = std::filesystem;
+using steadywarp::test::read_text;
+using steadywarp::test::TemporaryFolder;
+using steadywarp::test::write_text;
 
 struct Outcome {
     int status;
@@ -31,28 +33,11 @@ Outcome run(std::vector<std::string> words) {
     return {status, testing::internal::GetCapturedStdout(), testing::internal::GetCapturedStderr()};
 }
 
-std::string read(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-void write(const fs::path& path, const std::string& text) {
-    std::ofstream(path, std::ios::binary) << text;
-}
-
 class TuningCommand : public testing::Test {
   protected:
-    void SetUp() override {
-        _folder = fs::path(testing::TempDir()) /
-                  ("tuning_" +
-                   std::string(testing::UnitTest::GetInstance()->current_test_info()->name()));
-        fs::remove_all(_folder);
-        fs::create_directories(_folder);
-    }
-    void TearDown() override { fs::remove_all(_folder); }
-    std::string at(const char* name) const { return (_folder / name).string(); }
+    std::string at(const char* name) const { return (_folder.path() / name).string(); }
 
-    fs::path _folder;
+    const TemporaryFolder _folder;
 };
 
 TEST_F(TuningCommand, BuildsDumpsAndBuildsTheSameBytes) {
@@ -64,27 +49,27 @@ TEST_F(TuningCommand, BuildsDumpsAndBuildsTheSameBytes) {
         EXPECT_EQ(check.status, 0) << version << check.out;
         const Outcome dump = run({"dump", at("a.bin")});
         ASSERT_EQ(dump.status, 0) << version << dump.err;
-        write(at("b.toml"), dump.out);
+        write_text(at("b.toml"), dump.out);
         ASSERT_EQ(run({"build", at("b.toml"), "-o", at("b.bin")}).status, 0) << version;
-        EXPECT_EQ(read(at("a.bin")), read(at("b.bin"))) << version;
-        EXPECT_GT(read(at("a.bin")).size(), 300u);
+        EXPECT_EQ(read_text(at("a.bin")), read_text(at("b.bin"))) << version;
+        EXPECT_GT(read_text(at("a.bin")).size(), 300u);
     }
 }
 
 TEST_F(TuningCommand, SaysWhereAFileIsWrong) {
     ASSERT_EQ(run({"build", TUNING_SEED, "-o", at("a.bin")}).status, 0);
-    std::string bytes = read(at("a.bin"));
+    std::string bytes = read_text(at("a.bin"));
     bytes[bytes.size() / 2] = static_cast<char>(bytes[bytes.size() / 2] ^ 0x55);
-    write(at("a.bin"), bytes);
+    write_text(at("a.bin"), bytes);
     const Outcome spoiled = run({"check", at("a.bin")});
     EXPECT_EQ(spoiled.status, 1);
     EXPECT_NE(spoiled.out.find("a.bin: offset "), std::string::npos) << spoiled.out;
-    write(at("a.bin"), bytes.substr(0, 40));
+    write_text(at("a.bin"), bytes.substr(0, 40));
     EXPECT_EQ(run({"check", at("a.bin")}).status, 1);
 }
 
 TEST_F(TuningCommand, RefusesBadInputAndLeavesNothing) {
-    write(at("bad.toml"), "version = \"5.0.0\"\n[[mode]\n");
+    write_text(at("bad.toml"), "version = \"5.0.0\"\n[[mode]\n");
     struct Row {
         std::vector<std::string> words;
         const char* text;

@@ -130,7 +130,8 @@ std::optional<Fault> CameraBuilder::check_mount(const IniEntry& entry,
 std::optional<Fault> CameraBuilder::take_key(const IniEntry& entry, const SectionName& section) {
     const CameraKey* const key = find_camera_key(section.group, entry.key);
     if (key == nullptr) {
-        return fault(entry.line, "expected a key of the section [" + entry.section + "], found " +
+        return fault(entry.line, "expected a key of the section " +
+                                     printable("[" + entry.section + "]", 64) + ", found " +
                                      quoted(entry.key));
     }
     is_init_sensor_data& sensor = camera_.sensors[section.sensor];

@@ -112,13 +112,16 @@ std::optional<double> parse_number(std::string_view cell) {
     return value && std::isfinite(*value) ? value : std::nullopt;
 }
 
-std::string quoted(std::string_view cell) {
-    constexpr size_t kLongest = 32;
-    std::string out = "'";
-    for (const char c : cell.substr(0, kLongest)) {
+std::string printable(std::string_view text, size_t longest) {
+    std::string out;
+    for (const char c : text.substr(0, longest)) {
         out += c >= ' ' && c <= '~' ? c : '?';
     }
-    return out + (cell.size() > kLongest ? "...'" : "'");
+    return text.size() > longest ? out + "..." : out;
+}
+
+std::string quoted(std::string_view cell) {
+    return "'" + printable(cell, 32) + "'";
 }
 
 }  // namespace steadywarp::tool

@@ -51,7 +51,10 @@ std::optional<uint32_t> parse_u32(std::string_view cell);
 /// Read a finite number that fills the cell.
 std::optional<double> parse_number(std::string_view cell);
 
-/// A cell as it may stand in a message: quoted, unprintable bytes as '?', cut at 32 bytes.
+/// A text as it may stand in a message: unprintable bytes as '?', cut at `longest` bytes.
+std::string printable(std::string_view text, size_t longest);
+
+/// A cell as it may stand in a message: quoted, printable, cut at 32 bytes.
 std::string quoted(std::string_view cell);
 
 }  // namespace steadywarp::tool

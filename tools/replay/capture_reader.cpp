@@ -65,6 +65,18 @@ void take_window(CellReader& cells, is_crop_window& window, std::vector<float*>&
     }
 }
 
+/// What a row of a grid and a row of matrices have in common, from the first cell on.
+template <class Warp>
+void take_warp_head(CellReader& cells, Warp& warp) {
+    warp.enable = true;
+    cells.u32("frame_id");
+    cells.u32("active_sensor_idx");
+    warp.transformDefinedOn.widthPixels = cells.u32("transformDefinedOn.widthPixels");
+    warp.transformDefinedOn.heightLines = cells.u32("transformDefinedOn.heightLines");
+    warp.numRows = cells.u32("numRows");
+    warp.numColumns = cells.u32("numColumns");
+}
+
 /// The remark `name` as an integer, else a default.
 uint32_t remark_u32(const CaptureRow& row, CellReader& cells, const char* name, uint32_t missing) {
     const auto text = row.remark(name);
@@ -279,13 +291,7 @@ std::optional<Fault> CaptureReader::take_grid(CaptureFile which, uint32_t frame_
     CellReader cells(row, file);
     NcLibWarpGrid& grid = warp.warp.grid;
     warp.is_present = true;
-    grid.enable = true;
-    cells.u32("frame_id");
-    cells.u32("active_sensor_idx");
-    grid.transformDefinedOn.widthPixels = cells.u32("transformDefinedOn.widthPixels");
-    grid.transformDefinedOn.heightLines = cells.u32("transformDefinedOn.heightLines");
-    grid.numRows = cells.u32("numRows");
-    grid.numColumns = cells.u32("numColumns");
+    take_warp_head(cells, grid);
     // Any value can be in a record; the library is what judges it.
     const uint32_t type = cells.u32("extrapolateType");
     grid.extrapolateType = static_cast<NcLibWarpGridExtrapolationType>(
@@ -335,13 +341,7 @@ std::optional<Fault> CaptureReader::take_matrices(CaptureFile which, uint32_t fr
     CellReader cells(row, file);
     NcLibWarpMatrices& matrices = warp.warp.matrices;
     warp.is_present = true;
-    matrices.enable = true;
-    cells.u32("frame_id");
-    cells.u32("active_sensor_idx");
-    matrices.transformDefinedOn.widthPixels = cells.u32("transformDefinedOn.widthPixels");
-    matrices.transformDefinedOn.heightLines = cells.u32("transformDefinedOn.heightLines");
-    matrices.numRows = cells.u32("numRows");
-    matrices.numColumns = cells.u32("numColumns");
+    take_warp_head(cells, matrices);
     matrices.confidence = cells.u32("confidence");
     const uint64_t count = uint64_t{matrices.numRows} * matrices.numColumns;
     if (cells.left() != 0 && (count > kMostMatrices || cells.left() != 9 * count)) {

@@ -244,6 +244,16 @@ class OutputComparison::Fields {
         }
         return *this;
     }
+    /// What a row of a grid and a row of matrices have in common.
+    template <typename Warp>
+    Fields& warp_head(uint32_t sensor, const Warp& warp) {
+        integer("active_sensor_idx", sensor);
+        integer("widthPixels", warp.transformDefinedOn.widthPixels);
+        integer("heightLines", warp.transformDefinedOn.heightLines);
+        integer("numRows", warp.numRows);
+        integer("numColumns", warp.numColumns);
+        return *this;
+    }
     Fields& remark(const char* name, uint64_t replayed) {
         if (const auto recorded = row_.remark(name)) {
             owner_.compare_integer(owner_.figure(file_, name), frame_id_, *recorded, replayed);
@@ -270,11 +280,7 @@ void OutputComparison::compare_grid(CaptureFile file, uint32_t frame_id, uint32_
         return;
     }
     Fields fields(*this, file, frame_id);
-    fields.integer("active_sensor_idx", sensor)
-        .integer("widthPixels", grid.transformDefinedOn.widthPixels)
-        .integer("heightLines", grid.transformDefinedOn.heightLines)
-        .integer("numRows", grid.numRows)
-        .integer("numColumns", grid.numColumns)
+    fields.warp_head(sensor, grid)
         .integer("extrapolateType", static_cast<uint32_t>(grid.extrapolateType));
     const size_t count = size_t{grid.numRows} * grid.numColumns;
     if (fields.left() != 2 * count) {
@@ -295,12 +301,7 @@ void OutputComparison::compare_matrices(CaptureFile file, uint32_t frame_id, uin
         return;
     }
     Fields fields(*this, file, frame_id);
-    fields.integer("active_sensor_idx", sensor)
-        .integer("widthPixels", matrices.transformDefinedOn.widthPixels)
-        .integer("heightLines", matrices.transformDefinedOn.heightLines)
-        .integer("numRows", matrices.numRows)
-        .integer("numColumns", matrices.numColumns)
-        .integer("confidence", matrices.confidence);
+    fields.warp_head(sensor, matrices).integer("confidence", matrices.confidence);
     const size_t count = size_t{matrices.numRows} * matrices.numColumns;
     if (fields.left() != 9 * count) {
         note(figure(file, "perspMatrices"), frame_id, std::numeric_limits<double>::infinity(),

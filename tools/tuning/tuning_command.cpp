@@ -93,15 +93,15 @@ int RunTuning(int argc, char** argv) {
     std::string output;
     std::string version;
     CLI::App* build = app.add_subcommand("build", "Make a tuning file from a description");
-    build->add_option("description", input, "TOML file")->required();
-    build->add_option("-o,--output", output, "tuning file to write")->required();
+    build->add_option("description", input, "TOML file")->required()->type_name("FILE");
+    build->add_option("-o,--output", output, "tuning file to write")->required()->type_name("FILE");
     build->add_option("--format-version", version, "version of the file, such as 5.0.0");
     build->footer("Example: steadywarp tuning build camera.toml -o camera.bin");
     CLI::App* dump = app.add_subcommand("dump", "Print a tuning file as a description");
-    dump->add_option("file", input, "tuning file")->required();
+    dump->add_option("file", input, "tuning file")->required()->type_name("FILE");
     dump->footer("Example: steadywarp tuning dump camera.bin > camera.toml");
     CLI::App* check = app.add_subcommand("check", "Say what is wrong with a tuning file");
-    check->add_option("file", input, "tuning file")->required();
+    check->add_option("file", input, "tuning file")->required()->type_name("FILE");
     check->footer("Example: steadywarp tuning check camera.bin");
     try {
         app.parse(argc, argv);

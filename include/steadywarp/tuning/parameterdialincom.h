@@ -22,8 +22,10 @@ class STEADYWARP_API ParameterDialinCom : public ParameterDialinComBase {
     /// Listen on 127.0.0.1 instead of every interface. Off, as the protocol stands. Before Start().
     static bool LoopbackOnly;
 
+    /// Kind of socket.
     enum class AddrType : uint32_t { kInet = 0, kUnix = 1 };
 
+    /// An address with its readable form.
     struct SocketAddress {
         sockaddr_storage address = {};
         AddrType type = AddrType::kInet;
@@ -32,6 +34,7 @@ class STEADYWARP_API ParameterDialinCom : public ParameterDialinComBase {
         char name[108] = {};  ///< "0x5143" or "#Dialin8167"
     };
 
+    /// @param setManager logs; may be NULL.
     explicit ParameterDialinCom(IParameterLoggingAPI* setManager);
     ~ParameterDialinCom() override;
 

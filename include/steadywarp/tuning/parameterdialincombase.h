@@ -79,9 +79,11 @@ class STEADYWARP_API ParameterDialinComBase {
     /// @return the frame's length, or 0 when stopped or out of time.
     unsigned int ReceiveDialinRequest(unsigned char* out, unsigned int size,
                                       unsigned char maxCommand, int timeoutSeconds, bool& stop);
+    /// @{
     /// What the two threads do.
     void ReadWorker();
     void WriteWorker();
+    /// @}
 
     /// Seconds that each wait may take; 3 unless set. Before Start().
     void SetTimeout(int seconds) { m_timeout = seconds; }
@@ -89,6 +91,7 @@ class STEADYWARP_API ParameterDialinComBase {
 
   protected:
     IParameterLoggingAPI* GetLogger() const { return m_logger; }
+    /// Tell whether Stop() was called. Any thread.
     bool IsStopping();
 
   private:

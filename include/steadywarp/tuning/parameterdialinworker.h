@@ -24,6 +24,7 @@ class IParameterDialinCustom {
 /// Takes requests one at a time on a thread of its own and queues the replies.
 class STEADYWARP_API ParameterDialinWorker {
   public:
+    /// What a client can ask for.
     enum Command : uint16_t {
         kDeviceInfo = 0,
         kActiveModes = 1,
@@ -64,7 +65,8 @@ class STEADYWARP_API ParameterDialinWorker {
     /// Run one request, a frame with its header, and queue the reply. Worker thread.
     void Process(unsigned char* frame, unsigned int length, uint32_t client);
 
-    // One command each; `frame` is the whole request. Worker thread.
+    /// @{
+    /// One command each; `frame` is the whole request. Worker thread.
     void ProcessDeviceInfo();
     void ProcessDataActiveModes();
     void ProcessDataControlValues();
@@ -74,6 +76,7 @@ class STEADYWARP_API ParameterDialinWorker {
     void ProcessDataGetValues(unsigned char* frame, unsigned int length);
     void ProcessDataSetValues(unsigned char* frame, unsigned int length);
     void ProcessCustom(unsigned char* frame, unsigned int length);
+    /// @}
 
     /// Tell whether all bytes are ASCII characters or nul.
     bool IsPrintable(unsigned char* bytes, unsigned int length);

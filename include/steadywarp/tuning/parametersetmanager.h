@@ -11,22 +11,37 @@
 #include <string>
 
 #include "steadywarp/tuning/parameterfilesymboltable.h"
+#include "steadywarp/tuning/parameterhashmap.h"
+#include "steadywarp/tuning/parametertypekey.h"
 
 class ParameterDialinWorker;
 
 /// A module in a mode, and how many users hold it.
 struct ModuleReference {
-    ParameterModule* module = nullptr;
+    explicit ModuleReference(ParameterModule* held) : module(held) {}
+    /// For a mode's list as it grows, while nobody else counts.
+    ModuleReference(const ModuleReference& other)
+        : module(other.module), references(other.references.load()), hash(other.hash) {}
+    ModuleReference& operator=(const ModuleReference&) = delete;
+
+    char const* TypeName() const { return module->GetModuleType(); }
+
+    ParameterModule* module;
     std::atomic<uint32_t> references{0};
+    uint32_t hash = 0;
 };
 
 /// One node of the mode tree.
 ///
 /// Operations that read children or modules act on the mode that the links lead to. The tree lock
 /// of the set manager guards the shape; the module lock guards the modules and their counts.
+///
+/// Lies in the memory of the load that it belongs to, and so do its path and its list of modules.
 class STEADYWARP_API ModeEntry {
   public:
-    explicit ModeEntry(IParameterLoggingAPI* logger) : m_logger(logger) {}
+    /// @param logger logs in this mode's name; may be NULL.
+    /// @param pool the memory of the load; outlives this mode.
+    ModeEntry(IParameterLoggingAPI* logger, ParameterPool& pool) : m_logger(logger), m_pool(pool) {}
     ~ModeEntry() = default;
     ModeEntry(const ModeEntry&) = delete;
     ModeEntry& operator=(const ModeEntry&) = delete;
@@ -34,25 +49,34 @@ class STEADYWARP_API ModeEntry {
     /// @param link slot in the mode table of the mode that really holds the modules, or NULL.
     void Initialize(uint32_t id, const ModeUnion& mode, ModeEntry** link, bool loaded,
                     bool resident);
-    /// Append a child.
-    void AddMode(ModeEntry* child);
+    /// Append a child. @return false if memory is exhausted.
+    bool AddMode(ModeEntry* child);
+    /// Make the numeric path, once the place in the tree is known.
+    /// @return false if memory is exhausted. A path of more than 127 characters is none.
+    bool MakePath();
     /// Find the first child with this mode and sub-mode, in file order. @return NULL if none.
     ModeEntry* FindMode(TuningMode const* step);
     /// Find a chain of descendants that matches `count - index` of the steps, in any order.
     ModeEntry* FindMode(TuningMode const* steps, unsigned int count, unsigned int index);
     /// Write the numeric path from the root. @return false, with an empty text, if it does not fit.
     bool GetModePath(char* path, unsigned int size) const;
+    /// The numeric path from the root, valid for the life of the load; NULL if it is too long.
+    char const* GetPath() const { return m_path; }
 
     /// Find a module by its type name. @return NULL if there is none.
     ParameterModule* FindModule(std::string const* name);
+    ParameterModule* FindModule(ParameterTypeKey const& key);
     /// Take a module under its type name. @return false if memory is exhausted.
     bool AddModule(ParameterModule* module);
     /// Put a module in the place of the one with its type name. Cannot fail for memory.
     /// @return the module that was there; NULL, with nothing done, if there was none.
     ParameterModule* ReplaceModule(ParameterModule* module);
 
+    /// @{
+    /// Count one user more, or less, of a module in this mode. The module lock must be held.
     void AddReference(ParameterModule const* module);
     void ReleaseReference(ParameterModule const* module);
+    /// @}
     /// Set every count to 0; one that was not is logged.
     void ReleaseReferences();
     /// Count the references of a module, or of all of this mode's own modules for NULL.
@@ -64,13 +88,34 @@ class STEADYWARP_API ModeEntry {
     /// Tell whether this mode is an ancestor of `other`.
     bool IsParent(ModeEntry const* other) const;
 
-    /// Name of the mode, or NULL if the number has none.
+    /// @{
+    /// Name of the mode or sub-mode, or NULL if the number has none.
     char const* GetModeName() const;
     char const* GetSubModeName() const;
+    /// @}
 
   private:
     friend class ParameterSetManager;
-    using Modules = std::unordered_map<std::string, ModuleReference>;
+    // A child by its step; the first one of a step answers for it.
+    struct Child {
+        explicit Child(ModeEntry* mode) : entry(mode) {}
+        ModeEntry* entry;
+        uint32_t hash = 0;
+    };
+    class StepKey {
+      public:
+        explicit StepKey(ModeUnion const& mode)
+            : m_step(uint32_t{mode.mode} << 16 | mode.subMode) {}
+        explicit StepKey(TuningMode const& step) : m_step(step.mode << 16 | step.subMode) {}
+        uint32_t Hash() const { return m_step ^ m_step >> 16; }
+        bool Matches(Child const& child) const {
+            return StepKey(child.entry->m_mode).m_step == m_step;
+        }
+
+      private:
+        uint32_t m_step;
+    };
+    using Modules = ParameterHashMap<ModuleReference>;
 
     ModeEntry* Resolve();
     ModeEntry* Search(TuningMode const* steps, unsigned int count, unsigned int index,
@@ -86,8 +131,11 @@ class STEADYWARP_API ModeEntry {
     ModeEntry* m_firstChild = nullptr;
     ModeEntry* m_lastChild = nullptr;
     ModeEntry* m_nextSibling = nullptr;
+    char const* m_path = nullptr;
+    ParameterHashMap<Child> m_children;
     Modules m_modules;
     IParameterLoggingAPI* m_logger;
+    ParameterPool& m_pool;
 };
 
 /// Owner of one tuning file's modules.
@@ -111,6 +159,8 @@ class STEADYWARP_API ParameterSetManager : public IModeTable, public IParameterD
     /// @param variable path in the module; NULL or empty writes all as "name=value;name=value".
     bool GetValue(char const* modes, char const* module, char const* variable, char* value,
                   unsigned int size) override;
+    /// Change a value of a loaded module; it stays until the module is loaded anew.
+    /// @param modes,module,variable as for GetValue(). @return false if it cannot be changed.
     bool SetValue(char const* modes, char const* module, char const* variable,
                   char const* value) override;
     /// List the fields of a module, or the modules of the root mode without a module name.
@@ -119,8 +169,12 @@ class STEADYWARP_API ParameterSetManager : public IModeTable, public IParameterD
     bool GetActiveModes(char* modes, unsigned int size) override;
     /// Turn a named path into the numeric form; numeric steps stay as they are.
     bool GetModeShorthand(char const* modes, char* shorthand, unsigned int size) override;
+    /// @{
+    /// Write the values as `id=value`, joined by ",". @return false if they do not fit.
     bool GetControlValues(char* values, unsigned int size) override;
     bool GetTriggerValues(char* values, unsigned int size) override;
+    /// @}
+    /// Find the mode at a numeric path. @return NULL for another text, or if the tree ends before.
     virtual ModeEntry* GetModeEntry(char const* path);
     /// Find the mode at a path; without steps, the root. @return NULL if the tree ends before it.
     virtual ModeEntry* GetModeEntry(TuningMode const* branch, unsigned int count);
@@ -157,10 +211,13 @@ class STEADYWARP_API ParameterSetManager : public IModeTable, public IParameterD
     /// Give back a reference. Does nothing in buffer mode, nor for NULL.
     void ReleaseModule(ParameterModule const* module);
 
+    /// @{
+    /// Set one value, or replace all; read one by its ID, or all. Text is `id=value` records joined
+    /// by ",". @return false for an unknown ID, for NULL, if memory is exhausted, and if a record
+    /// was left out because it cannot be read.
     bool SetControlValue(ParameterCTValue const& value);
     bool SetControlValues(ParameterCTValue const* values, unsigned int count);
     bool SetControlValues(PList<ParameterCTValue> const& values);
-    /// @param values `id=value` records joined by ","; unreadable ones are left out.
     bool SetControlValues(char const* values);
     bool GetControlValue(unsigned int id, ParameterCTValue& value);
     bool GetControlValues(PList<ParameterCTValue>& values);
@@ -170,22 +227,28 @@ class STEADYWARP_API ParameterSetManager : public IModeTable, public IParameterD
     bool SetTriggerValues(char const* values);
     bool GetTriggerValue(unsigned int id, ParameterCTValue& value);
     bool GetTriggerValues(PList<ParameterCTValue>& values);
+    /// @}
 
+    /// @{
+    /// The same as with a numeric path; `branch` are its `count` steps.
     bool GetValue(TuningMode const* branch, unsigned int count, char const* module,
                   char const* variable, char* value, unsigned int size);
     bool SetValue(TuningMode const* branch, unsigned int count, char const* module,
                   char const* variable, char const* value);
     bool GetInfo(TuningMode const* branch, unsigned int count, char const* module,
                  PList<ParameterParserInfo>& list);
+    /// @}
 
     /// Read a numeric path. @return false, with an empty list, for any other text.
     bool GetModeBranchFromPath(char const* path, PList<TuningMode>& branch) const;
     /// Write a numeric path. @return false, with an empty text, if it does not fit.
     bool GetPathFromModeBranch(TuningMode const* branch, unsigned int count, char* path,
                                unsigned int size) const;
+    /// @{
     /// Number of a mode or sub-mode name, without regard to case; 0 for an unknown one.
     unsigned int GetModeIndex(char const* name) const;
     unsigned int GetSubModeIndex(unsigned short mode, char const* name) const;
+    /// @}
     /// Turn numeric paths, joined by ";", into named ones.
     bool GetDialinModesString(char const* paths, char* modes, unsigned int size) const;
 
@@ -223,10 +286,14 @@ class STEADYWARP_API ParameterSetManager : public IModeTable, public IParameterD
     /// command that is being run needs the whole object. Hold no lock.
     void DeleteWorker();
 
+    /// @{
+    /// Settings of a subclass, for its constructor.
     void SetLogEnables(bool error, bool warning, bool debug);
     void SetModeCacheSize(uint32_t modes) { m_modeCacheSize = modes; }
     void SetFileModeEnabled(bool enabled) { m_fileModeEnabled = enabled; }
     void SetQuietMissingModules(bool quiet) { m_quietMissingModules = quiet; }
+    /// @}
+    /// The tables of the load at hand, or NULL. The tree lock must be held.
     ParameterFileSymbolTable* GetSymbolTable() { return m_symbolTable; }
 
   private:
@@ -239,6 +306,14 @@ class STEADYWARP_API ParameterSetManager : public IModeTable, public IParameterD
         unsigned int length;      // bytes at hand
         unsigned int fileLength;  // bytes of the whole file
         ParameterBinaryFile* file;
+    };
+    // The row of a type in the catalogue.
+    struct CatalogueRow {
+        explicit CatalogueRow(DefaultModule* defaults) : row(defaults) {}
+        char const* TypeName() const { return row->GetClassObject()->GetModuleType(); }
+
+        DefaultModule* row;
+        uint32_t hash = 0;
     };
     struct ModeRecord;
     struct LoadRequest;
@@ -280,6 +355,7 @@ class STEADYWARP_API ParameterSetManager : public IModeTable, public IParameterD
     bool CreateDefaultMode();
     bool AllocateModes(uint32_t count);
     ModeEntry* NewMode();
+    bool MakePath(ModeEntry* entry);
     bool ReadModeRecords(unsigned char const* bytes, uint32_t size, unsigned char alignment);
     bool CheckModeRecord(const ModeRecord& record);
     bool PlaceMode(const ModeRecord& record);
@@ -337,10 +413,11 @@ class STEADYWARP_API ParameterSetManager : public IModeTable, public IParameterD
     bool m_quietMissingModules = false;
     std::atomic<bool> m_startService{true};
     std::unique_ptr<ParameterDialinWorker> m_worker;
-    std::unordered_map<std::string, DefaultModule*> m_defaultModules;
+    ParameterPool m_catalogueMemory;
+    ParameterHashMap<CatalogueRow> m_defaultModules;
     ParameterFileSymbolTable* m_symbolTable = nullptr;
     ParameterMutex m_moduleLock{this};
-    ParameterMutex m_treeLock{this};
+    ParameterMutex m_treeLock{this, true};
     ParameterMutex m_controlLock{this};
     uint32_t m_modeCacheSize = 0;
     bool m_fileModeEnabled = false;

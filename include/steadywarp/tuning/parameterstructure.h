@@ -47,6 +47,7 @@ struct ParameterEnumDescriptor {
     uint32_t const* values;
     uint32_t count;
 
+    /// Tell whether an enumerator has this number.
     constexpr bool Contains(uint32_t value) const {
         for (uint32_t i = 0; i < count; ++i) {
             if (values[i] == value) {
@@ -115,9 +116,11 @@ STEADYWARP_API bool ParameterReadEnum(ParameterEnumDescriptor const& descriptor,
 /// What a driver record can do. Empty; `Type` derives from it and has a `kDescriptor`.
 template <typename Type>
 struct ParameterRecord {
+    /// As ParameterLoad().
     bool Load(ParameterFileSymbolTableEntry* entry, unsigned char alignment) {
         return ParameterLoad(Type::kDescriptor, static_cast<Type*>(this), entry, alignment);
     }
+    /// As ParameterUnload().
     void Unload(ParameterFileSymbolTable* table) {
         ParameterUnload(Type::kDescriptor, static_cast<Type*>(this), table);
     }
@@ -126,12 +129,15 @@ struct ParameterRecord {
 /// What a structure of a tuning module can do: a record whose values are reached by path.
 template <typename Type>
 struct ParameterStructure : ParameterRecord<Type> {
+    /// As ParameterGetValue().
     bool GetValue(char const* path, char* value, unsigned int size) {
         return ParameterGetValue(Type::kDescriptor, static_cast<Type*>(this), path, value, size);
     }
+    /// As ParameterSetValue().
     bool SetValue(char const* path, char const* value) {
         return ParameterSetValue(Type::kDescriptor, static_cast<Type*>(this), path, value);
     }
+    /// As ParameterGetInfo().
     bool GetInfo(char const* path, PList<ParameterParserInfo>& list) {
         return ParameterGetInfo(Type::kDescriptor, static_cast<Type*>(this), path, list);
     }

@@ -33,9 +33,11 @@ class STEADYWARP_API ParameterDescribedModule : public ParameterModule {
     static char const* FindName(ParameterModuleDescriptor const& descriptor, char const* type);
 
   protected:
+    /// As for ParameterModule.
     ParameterDescribedModule(char const* name, VersionUnion const& version, ModuleData* data)
         : ParameterModule(name, version, data) {}
 
+    /// The fields of the values.
     virtual ParameterModuleDescriptor const& Descriptor() const = 0;
     /// The values; they open with the u32 SymbolTableID.
     virtual void* Values() = 0;
@@ -55,6 +57,7 @@ class ParameterTypeClass final : public ParameterDescribedModule, public Type {
         : ParameterDescribedModule(name, Type::kModule.version, data), Type() {}
     ~ParameterTypeClass() override { ParameterTypeClass::UnloadModule(); }
 
+    /// As FindName(), for this class.
     static char const* GetName(char const* type) {
         return ParameterDescribedModule::FindName(Type::kModule, type);
     }
@@ -69,7 +72,7 @@ class ParameterTypeClass final : public ParameterDescribedModule, public Type {
     ParameterModuleDescriptor const& Descriptor() const override { return Type::kModule; }
     void* Values() override { return static_cast<Type*>(this); }
     ParameterDescribedModule* New(ModuleData* data) const override {
-        return new (std::nothrow) ParameterTypeClass(GetModuleName(), data);
+        return new (data) ParameterTypeClass(GetModuleName(), data);
     }
 };
 

@@ -41,6 +41,8 @@ struct VersionUnion {
 };
 static_assert(sizeof(VersionUnion) == 8);
 
+/// @{
+/// By major, minor and patch, in this order.
 constexpr bool operator==(const VersionUnion& a, const VersionUnion& b) {
     return a.Compare(b) == 0;
 }
@@ -59,6 +61,7 @@ constexpr bool operator<(const VersionUnion& a, const VersionUnion& b) {
 constexpr bool operator<=(const VersionUnion& a, const VersionUnion& b) {
     return a.Compare(b) <= 0;
 }
+/// @}
 
 /// One step of the mode tree as the file stores it.
 struct ModeUnion {
@@ -228,12 +231,14 @@ struct STEADYWARP_API ParameterParserInfo {
     uint32_t elementCount = 0;
 
     ParameterParserInfo() = default;
+    /// An entry without a value.
     ParameterParserInfo(char const* entryName, char const* typeWord);
     /// The number as text with at most `decimals` digits behind the point.
     ParameterParserInfo(char const* entryName, char const* typeWord, double number,
                         unsigned int decimals);
     /// The text, cut to fit; NULL counts as empty.
     ParameterParserInfo(char const* entryName, char const* typeWord, char const* text);
+    /// An entry that may be an array of `count` elements, without a value.
     ParameterParserInfo(char const* entryName, char const* typeWord, bool array, bool reserved,
                         uint32_t count);
 };
@@ -243,17 +248,27 @@ struct STEADYWARP_API ParameterParserInfo {
 class IParameterDataAPI : public IParameterLoggingAPI {
   public:
     virtual ~IParameterDataAPI() = default;
+    /// Write a value as text. @return false, with an empty text, if it is not there or does not
+    /// fit.
     virtual bool GetValue(char const* modes, char const* module, char const* variable, char* value,
                           unsigned int size) = 0;
+    /// Change a value. @return false if it is not there or does not take the text.
     virtual bool SetValue(char const* modes, char const* module, char const* variable,
                           char const* value) = 0;
+    /// List the fields of a module. @return false if it is not there or memory is exhausted.
     virtual bool GetInfo(char const* modes, char const* module,
                          PList<ParameterParserInfo>& list) = 0;
+    /// Write the named paths of the modes in use. @return false if they do not fit.
     virtual bool GetActiveModes(char* modes, unsigned int size) = 0;
+    /// @{
+    /// Write all values as `id=value`, joined by ",". @return false if they do not fit.
     virtual bool GetControlValues(char* values, unsigned int size) = 0;
     virtual bool GetTriggerValues(char* values, unsigned int size) = 0;
+    /// @}
+    /// Write the names of the modes below a mode. @return the bytes written, the nul included.
     virtual unsigned int GetChildModes(char const* path, unsigned char* modes,
                                        unsigned int size) = 0;
+    /// Turn a named path into the numeric form. @return false if it is none or does not fit.
     virtual bool GetModeShorthand(char const* modes, char* shorthand, unsigned int size) = 0;
 };
 
@@ -270,6 +285,7 @@ class IModeTable {
 /// One control or trigger value: a number that somebody else's algorithm steers by.
 struct STEADYWARP_API ParameterCTValue {
     uint32_t id = 0;
+    /// Which of the two it is says `isInteger`.
     union Number {
         int64_t integer;
         double real;
@@ -277,8 +293,11 @@ struct STEADYWARP_API ParameterCTValue {
     bool valid = false;
     bool isInteger = true;
 
+    /// @{
+    /// A valid value.
     static ParameterCTValue FromInteger(uint32_t id, int64_t number);
     static ParameterCTValue FromDouble(uint32_t id, double number);
+    /// @}
 
     /// Write "7=-3" or "7=0.500000", or the value alone.
     /// @return false if it does not fit; the text is then empty.

@@ -10,11 +10,11 @@
 #include <sys/stat.h>
 
 #include <array>
+#include <atomic>
 #include <condition_variable>
 #include <cstdio>
 #include <map>
 #include <mutex>
-#include <thread>
 
 #include "steadywarp/tuning/parametertypes.h"
 
@@ -28,7 +28,12 @@ class STEADYWARP_API ParameterUtils {
                            unsigned int* pos, unsigned int valueSize, unsigned int fieldSize,
                            unsigned char alignment, IParameterLoggingAPI* logger);
 
-    /// As above, into a new string of the characters before the first nul.
+    /// Tell how many characters a string field at `pos` has before its first nul, or before the end
+    /// of the field or of the buffer.
+    static unsigned int TextLength(unsigned char const* buffer, unsigned int length,
+                                   unsigned int pos, unsigned int fieldSize);
+
+    /// Read a string field into a new string of the characters before the first nul.
     /// @return NULL if `buffer` is NULL or memory is exhausted; release with free().
     static char* ReadString(unsigned char const* buffer, unsigned int length, unsigned int* pos,
                             unsigned int fieldSize, unsigned char alignment);
@@ -75,24 +80,52 @@ class STEADYWARP_API ParameterUtils {
 /// A thread may lock again in the mode it holds; the writer may read; a thread that is the only
 /// reader may become the writer. Two readers that both want to become the writer wait for ever:
 /// hold nothing when asking for the exclusive mode.
+///
+/// A reader that meets no writer neither takes the inner mutex nor writes what other readers write:
+/// it counts in a slot of its own. Writers look at all slots. Readers of a lock that is mostly read
+/// do without a memory fence, which is most of what they cost; a writer then makes one for all
+/// threads, which takes microseconds.
 class STEADYWARP_API ParameterMutex {
   public:
-    explicit ParameterMutex(IParameterLoggingAPI* logger = nullptr) : m_logger(logger) {}
+    /// @param logger told of an Unlock() without its Lock(); may be NULL.
+    /// @param mostlyRead readers pay next to nothing, writers some microseconds.
+    explicit ParameterMutex(IParameterLoggingAPI* logger = nullptr, bool mostlyRead = false);
     ParameterMutex(const ParameterMutex&) = delete;
     ParameterMutex& operator=(const ParameterMutex&) = delete;
 
+    /// Wait for the lock. @param shared as a reader, else as the writer.
     void Lock(bool shared);
     /// Undo one Lock() of the same mode; one that the thread does not hold changes nothing.
     void Unlock(bool shared);
 
   private:
-    bool OthersWrite(std::thread::id self) const;
-    bool OthersRead(std::thread::id self) const;
+    using Thread = uintptr_t;  // 0 for none
+    // The first thread that comes by owns a slot for good, or whoever inherits its ID.
+    struct ReaderSlot {
+        std::atomic<Thread> owner{0};
+        std::atomic<uint32_t> count{0};
+    };
+    static constexpr size_t kSlots = 16;
+
+    static Thread Self();
+    ReaderSlot* SlotOf(Thread self);
+    void LockShared(Thread self);
+    void LockSharedSlowly(Thread self, ReaderSlot* slot);
+    void LockExclusive(Thread self);
+    void UnlockShared(Thread self);
+    void UnlockExclusive(Thread self);
+    bool TryToWrite(Thread self);
+    bool OthersWrite(Thread self) const;
+    bool OthersHaveSlots(Thread self) const;
+    bool OthersRead(Thread self) const;
 
     std::mutex m_mutex;
-    int32_t m_writeCount = 0;
-    std::thread::id m_writer;
-    std::map<std::thread::id, uint32_t> m_readCounts;
+    bool m_writersFence;              // for the readers too
+    std::atomic<Thread> m_writer{0};  // changes under the mutex
+    int32_t m_writeCount = 0;         // the writer's own
+    std::atomic<uint32_t> m_waiting{0};
+    ReaderSlot m_slots[kSlots];
+    std::map<Thread, uint32_t> m_readCounts;  // of threads without a slot
     std::condition_variable m_changed;
     IParameterLoggingAPI* m_logger;
 };
@@ -100,6 +133,7 @@ class STEADYWARP_API ParameterMutex {
 /// Holds a ParameterMutex until the end of a scope.
 class ParameterScopedLock {
   public:
+    /// Locks; see ParameterMutex::Lock().
     ParameterScopedLock(ParameterMutex& mutex, bool shared) : m_mutex(&mutex), m_shared(shared) {
         m_mutex->Lock(m_shared);
         m_held = true;
@@ -155,7 +189,9 @@ class STEADYWARP_API ParameterBinaryFile {
     /// Change the number of users; the file is open while there are any. @return the new number.
     int Reference(int adjust);
 
+    /// Tell whether the file could be opened.
     bool IsValid();
+    /// Tell what the last check of the whole file's CRC found.
     bool IsCRCValid();
     /// Length in bytes at the last open that counted.
     unsigned int GetLength();

@@ -182,8 +182,8 @@ def main():
         den = (a[1] - b[1]) * (c[0] - b[0]) + (c[1] - b[1]) * (b[0] - a[0])
         w0 = ((a[1] - b[1]) * (p[0] - b[0]) + (b[0] - a[0]) * (p[1] - b[1])) / den
         w1 = ((p[0] - b[0]) * (b[1] - c[1]) + (p[1] - b[1]) * (c[0] - b[0])) / den
-        rows.append([braces(c), braces(a), braces(b), braces(p), repr(float(w0)),
-                     repr(float(w1)), repr(float(1 - w0 - w1))])
+        weights = ", ".join(repr(float(w)) for w in (w0, w1, 1 - w0 - w1))
+        rows.append([braces(c), braces(a), braces(b), braces(p), f"{{{weights}}}"])
     out += rows_of("kBarycentric", "BarycentricRow", rows)
 
     # first column and row of the neighbourhood, and a node of it that lies outside

@@ -120,7 +120,9 @@ int32_t CheckGeometries(const NcLibWarpGeomIn* in) {
     NC_LIB_ASSERT(in->inputSize.heightLines == in->eisFOV.fullHeight);
     NC_LIB_ASSERT(in->inputSize.widthPixels == in->eisFOV.fullWidth);
     const NcLibWarpBuildAssistGridOut& current = *in->frameWarps.currStabilization;
-    if (nclib::NeedsAssistGrid(*current.inputWarp) && current.inputWarp->direction == OUT_2_IN) {
+    const bool has_current_faces = in->fdConfig->faceNum != 0 && !in->fdFromPreviousFrame;
+    if ((has_current_faces || in->lnrDomain != STABILIZED_IMAGE_DOMAIN) &&
+        nclib::NeedsAssistGrid(*current.inputWarp) && current.inputWarp->direction == OUT_2_IN) {
         NC_LIB_REQUIRE_NOT_NULL(current.assistGrid, nclib::kCurrAssistGrid);
     }
     NC_LIB_ASSERT(false == in->frameWarps.currDistCorrection->matrices.enable);
