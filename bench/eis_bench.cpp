@@ -21,7 +21,7 @@ using namespace bench;
 // `complete` adds to the input of a frame what its configuration wants.
 template <typename Complete>
 void run_streams(benchmark::State& state, const is_init_common_data& common,
-                 const is_init_sensor_data& sensor, const std::vector<Frame>& frames,
+                 const std::vector<is_init_sensor_data>& sensors, const std::vector<Frame>& frames,
                  const Complete& complete) {
     Output output;
     eis_context* context = nullptr;
@@ -38,7 +38,8 @@ void run_streams(benchmark::State& state, const is_init_common_data& common,
             if (context != nullptr) {
                 eis2_deinitialize(&context);
             }
-            eis2_initialize(&context, &common, &sensor, 1);
+            eis2_initialize(&context, &common, sensors.data(),
+                            static_cast<uint32_t>(sensors.size()));
             f = 0;
             state.ResumeTiming();
         }
@@ -66,12 +67,31 @@ void run_streams(benchmark::State& state, const is_init_common_data& common,
 void ProcessFrame(benchmark::State& state) {
     const auto gyro_hz = static_cast<uint32_t>(state.range(0));
     const Motion motion(profile_of(state.range(1)));
-    run_streams(state, common_data(), sensor_data(gyro_hz), make_frames(motion, 1000000 / gyro_hz),
-                [](uint32_t, is_input&) {});
+    run_streams(state, common_data(), {sensor_data(gyro_hz)},
+                make_frames(motion, 1000000 / gyro_hz), [](uint32_t, is_input&) {});
 }
 BENCHMARK(ProcessFrame)
     ->ArgNames({"gyro_hz", "motion"})
-    ->ArgsProduct({{200, 500, 1000}, {kStill, kHandHeld, kPanning, kBreaching}})
+    ->ArgsProduct({{200, 500, 1000, 2000, 4000, 8000}, {kStill, kHandHeld, kPanning, kBreaching}})
+    ->Unit(benchmark::kMicrosecond);
+
+// sensors of the device, frames between two switches to the next of them; 0: none
+void ProcessFrameOfSensors(benchmark::State& state) {
+    const auto num_sensors = static_cast<uint32_t>(state.range(0));
+    const auto stay = static_cast<uint32_t>(state.range(1));
+    const std::vector<is_init_sensor_data> sensors(num_sensors, sensor_data(1000));
+    run_streams(state, common_data(), sensors, make_frames(Motion(profile_of(kHandHeld)), 1000),
+                [&](uint32_t f, is_input& input) {
+                    input.active_sensor_idx = stay != 0 ? f / stay % num_sensors : 0;
+                });
+}
+BENCHMARK(ProcessFrameOfSensors)
+    ->ArgNames({"sensors", "stay"})
+    ->Args({1, 0})
+    ->Args({4, 0})
+    ->Args({16, 0})
+    ->Args({4, 30})
+    ->Args({16, 30})
     ->Unit(benchmark::kMicrosecond);
 
 // What a frame can bring beside the gyroscope; bits. Lens shift, focus and distortion are measured
@@ -157,7 +177,7 @@ void ProcessFrameWith(benchmark::State& state) {
             sample.data[1] = 0.97;
         }
     }
-    run_streams(state, common, sensor, frames, [&](uint32_t f, is_input& input) {
+    run_streams(state, common, {sensor}, frames, [&](uint32_t f, is_input& input) {
         if (common.is_ois_enabled) {
             // The rates, some hundredths, serve as raw positions.
             input.ois = {frames[f].samples.data(), static_cast<uint32_t>(frames[f].samples.size())};

@@ -8,6 +8,7 @@
 
 #include "steadywarp/eis.h"
 #include "support/frame_stream.hpp"
+#include "support/lens.hpp"
 
 namespace {
 
@@ -20,21 +21,6 @@ struct Optics {
     bool has_ifovc;
     bool has_ldc;
 };
-
-// A radial distortion that draws the corners in by some 20 pixels; in one direction only, which
-// costs the same.
-std::vector<NcLibWarpGridCoord> distortion_nodes(double sign) {
-    std::vector<NcLibWarpGridCoord> nodes;
-    for (int j = -13; j <= 13; ++j) {
-        for (int i = -17; i <= 17; ++i) {
-            const double x = 60.0 * i;
-            const double y = 45.0 * j;
-            const double grows = 1.0 + sign * 1.5e-8 * (x * x + y * y);
-            nodes.push_back({static_cast<float>(x * grows), static_cast<float>(y * grows)});
-        }
-    }
-    return nodes;
-}
 
 // A frame's lens samples, at every `period_us` around it.
 std::vector<_sample_data_s> lens_samples(uint64_t sof, uint64_t period_us, double low,
@@ -67,15 +53,7 @@ class OpticsRun {
             tuning.z_lens_pos.min_scale_limit = 0.9f;
         }
         if (optics.has_ldc) {
-            tuning.lens_distortion_correction.ldc_grid_source = 1;
-            _in2out = {true,   {1920, 1080},         27,
-                       35,     _in2out_nodes.data(), EXTRAPOLATION_TYPE_EXTRA_POINT_ALONG_PERIMETER,
-                       nullptr};
-            _out2in = _in2out;
-            _out2in.grid = _out2in_nodes.data();
-            _sensor.ldc_in2out = &_in2out;
-            _sensor.ldc_out2in = &_out2in;
-            _sensor.ldc_calib_domain = 1;
+            _lens.install(_sensor);
         }
         const Motion motion(profile_of(kHandHeld));
         _frames = make_frames(motion, 1000000 / kGyroHz);
@@ -117,10 +95,7 @@ class OpticsRun {
   private:
     is_init_common_data _common;
     is_init_sensor_data _sensor;
-    std::vector<NcLibWarpGridCoord> _in2out_nodes = distortion_nodes(1.0);
-    std::vector<NcLibWarpGridCoord> _out2in_nodes = distortion_nodes(-1.0);
-    NcLibWarpGrid _in2out{};
-    NcLibWarpGrid _out2in{};
+    Lens _lens;
     std::vector<Frame> _frames;
     std::vector<std::vector<_sample_data_s>> _ois;
     std::vector<std::vector<_sample_data_s>> _ifovc;

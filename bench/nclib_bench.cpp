@@ -5,10 +5,12 @@
 
 #include <algorithm>
 #include <random>
+#include <utility>
 #include <vector>
 
 #include "nclib/Logic/WarpAdjust/topology.hpp"
 #include "nclib/geometry/geometric_fit.hpp"
+#include "platform/lanes.hpp"
 #include "steadywarp/nclib.h"
 #include "steadywarp/nclib_chip.hpp"
 #include "support/warps.hpp"
@@ -55,6 +57,17 @@ void ThroughGrid(benchmark::State& state) {
 BENCHMARK(ThroughGrid)
     ->ArgNames({"rows", "regular", "shuffled"})
     ->ArgsProduct({{27, 51}, {INVERSE, REGULAR}, {0, 1}});
+
+#if defined(__x86_64__)
+// What a processor without fused multiply-add takes, on one that has it.
+void ThroughGridInPlainForm(benchmark::State& state) {
+    const Mesh mesh(27);
+    const bool best = std::exchange(platform::g_has_fused_add, false);
+    Carry(state, {{&mesh.record, nullptr, REGULAR}}, RasterPoints(kRows, kColumns));
+    platform::g_has_fused_add = best;
+}
+BENCHMARK(ThroughGridInPlainForm);
+#endif
 
 void ThroughSixStages(benchmark::State& state) {
     const Mesh coarse(27), fine(51);

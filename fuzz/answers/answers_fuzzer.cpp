@@ -10,6 +10,7 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "module_fields.hpp"
 #include "tune_connection.hpp"
 
 namespace {
@@ -47,6 +48,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         client.Ask(tune::kActiveModes);
         client.Ask(tune::kGet, "0.0:alpha");
         client.Ask(tune::kSet, "0.0:alpha:number=1");
+        tune::Place{"0.0", "alpha", ""}.Entries(client);
+        client.AskCustom({1});
     } catch (const std::runtime_error& failure) {
         if (std::strlen(failure.what()) == 0) {
             std::abort();

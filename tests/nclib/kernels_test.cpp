@@ -2,8 +2,12 @@
 // Every form of a kernel, bit by bit against the plain way, aimed at the edges where a fast way
 // could go astray.
 #include <array>
+#include <bit>
+#include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <limits>
+#include <type_traits>
 
 #include "nclib/Logic/WarpAdjust/inverse_grid.hpp"
 #include "nclib/Logic/WarpAdjust/perspective.hpp"
@@ -12,6 +16,7 @@
 #include "nclib/reference_engine.hpp"
 #include "nclib/reference_inverse.hpp"
 #include "nclib/reference_reversal.hpp"
+#include "platform/fused.hpp"
 #include "platform/lanes.hpp"
 #include "support/warp_fixtures.hpp"
 
@@ -46,6 +51,91 @@ void InEveryForm(Check check) {
 float OddFloat(Rng& rng) {
     constexpr float kOdd[] = {kNan, kInf, -kInf, 0.0f, -0.0f, 1e-40f, 3e38f, -1e30f};
     return kOdd[rng.Below(8)];
+}
+
+// Three numbers of which the first two times each other, plus the third, is hard to round: half a
+// unit of the third's last place or a hair from it, for normal numbers and below; what cancels; and
+// anything at all.
+template <typename Float>
+std::array<Float, 3> HardSum(Rng& rng) {
+    using Bits = std::conditional_t<sizeof(Float) == 4, uint32_t, uint64_t>;
+    constexpr int kDigits = std::numeric_limits<Float>::digits;
+    constexpr int kHalfLeast = std::numeric_limits<Float>::min_exponent - kDigits - 1;
+    const auto bits = [&](int count) { return static_cast<Float>(rng.Bits() >> (64 - count)); };
+    const auto any = [&] { return std::bit_cast<Float>(static_cast<Bits>(rng.Bits())); };
+    const auto one_to_two = [&] { return 1 + std::ldexp(bits(kDigits - 1), 1 - kDigits); };
+    const Float near_one = 1 + std::ldexp(bits(2), 1 - kDigits);
+    const Float below_one = 1 - std::ldexp(bits(3), -kDigits);
+    const Float sign = rng.Below(2) == 0 ? 1 : -1;
+    switch (rng.Below(4)) {
+        case 0: {
+            const int exponent = static_cast<int>(rng.Below(200)) - 100;
+            const int share = static_cast<int>(rng.Below(40)) - 20;
+            return {std::ldexp(sign * near_one, exponent - kDigits - share),
+                    std::ldexp(below_one, share), std::ldexp(one_to_two(), exponent)};
+        }
+        case 1:
+            return {std::ldexp(sign * near_one, kHalfLeast / 2),
+                    std::ldexp(below_one, kHalfLeast - kHalfLeast / 2),
+                    std::ldexp(bits(kDigits), kHalfLeast + 1)};
+        case 2: {
+            const Float a = sign * one_to_two(), b = one_to_two();
+            return {a, b, -a * b};
+        }
+        default:
+            return {any(), any(), any()};
+    }
+}
+
+// How often what is rounded twice, below normal numbers and from them on, is not right.
+template <typename Float>
+struct RoundedTwice {
+    int below = 0, normal = 0;
+
+    void Count(Float twice, Float once) {
+        (std::fabs(twice) < std::numeric_limits<Float>::min() ? below : normal) += twice != once;
+    }
+};
+
+template <typename Float>
+bool AreSame(Float a, Float b) {
+    return std::memcmp(&a, &b, sizeof a) == 0 || (std::isnan(a) && std::isnan(b));
+}
+
+TEST(Kernels, ProductsAddedInStepsAreRoundedOnce) {
+    Rng rng(10);
+    RoundedTwice<float> floats;
+    RoundedTwice<double> doubles;
+    for (int done = 0; done < Searches(200000); done += 4) {
+        float a[4], b[4], c[4], expected[4];
+        for (int i = 0; i < 4; ++i) {
+            const auto [p, q, r] = HardSum<double>(rng);
+            ASSERT_TRUE(AreSame(platform::FusedInSteps(p, q, r), std::fma(p, q, r)))
+                << std::hexfloat << p << " * " << q << " + " << r;
+            doubles.Count(p * q + r, std::fma(p, q, r));
+
+            const auto [x, y, z] = HardSum<float>(rng);
+            a[i] = x, b[i] = y, c[i] = z;
+            expected[i] = std::fma(x, y, z);
+            ASSERT_TRUE(AreSame(platform::FusedInSteps(x, y, z), expected[i]))
+                << std::hexfloat << x << " * " << y << " + " << z;
+            floats.Count(static_cast<float>(double{x} * double{y} + double{z}), expected[i]);
+        }
+#if defined(__x86_64__)
+        platform::Float4 sums, lanes_a, lanes_b;
+        platform::LoadLanes(a, lanes_a);
+        platform::LoadLanes(b, lanes_b);
+        platform::LoadLanes(c, sums);
+        platform::FusedAddInSteps(sums, lanes_a, lanes_b);
+        for (int i = 0; i < 4; ++i) {
+            ASSERT_TRUE(AreSame(float{sums[i]}, expected[i]))
+                << std::hexfloat << a[i] << " * " << b[i] << " + " << c[i];
+        }
+#endif
+    }
+    EXPECT_GT(floats.below, 100);
+    EXPECT_GT(floats.normal, 100);
+    EXPECT_GT(doubles.normal, 100);
 }
 
 TEST(Kernels, ManyPointsThroughOneMatrixEqualOneAtATime) {

@@ -42,13 +42,10 @@ class SampleModule : public ParameterModule {
         if (ParameterModule* shared = defaults->Find(id)) {
             return shared;
         }
-        auto* made = new (std::nothrow) SampleModule(GetModuleName(), data);
+        auto* made = new (data) SampleModule(GetModuleName(), data);
         if (made != nullptr) {
             made->m_recordId = id;
-            if (!defaults->AddModule(made)) {
-                delete made;
-                return nullptr;
-            }
+            defaults->AddModule(made);
         }
         return made;
     }
@@ -132,7 +129,8 @@ class SampleModule : public ParameterModule {
             numbers = static_cast<uint32_t*>(shared->Object);
             return true;
         }
-        numbers = count > 0 ? static_cast<uint32_t*>(std::calloc(count, 4)) : nullptr;
+        numbers =
+            count > 0 ? static_cast<uint32_t*>(table.AllocateObject(size_t{count} * 4)) : nullptr;
         if (numbers == nullptr && count > 0) {
             Zelm::Log::LogSystem(0x20000, Zelm::Log::Level::kError, "Failed to allocate numbers");
             return false;
@@ -153,7 +151,7 @@ class SampleModule : public ParameterModule {
     void Drop(T*& object) {
         ParameterFileSymbolTable* table = GetData() != nullptr ? GetData()->SymbolTable : nullptr;
         if (table != nullptr && table->ReleaseDupObject(object)) {
-            std::free(object);
+            table->FreeObject(object);
         }
         object = nullptr;
     }

@@ -139,6 +139,9 @@ TEST_F(Serve, TakesAChangedValueAtTheNextFrame) {
     ASSERT_EQ(address.find("127.0.0.1:"), 0u);
     EXPECT_NE(content(folder_ / "stream.txt").find(" mode=Default module=eis13_sw\n"),
               std::string::npos);
+    const std::string all = run("tune " + address + " get Default eis13_sw").out;
+    EXPECT_NE(all.find("\ntessaline_eis13_reserve.general.focal_length=1500\n"), std::string::npos)
+        << "all fields of all structures: " << all;
     ASSERT_EQ(set(address, "focal_length=20"), 0);
     stream.wait_for("status=refused");
     ASSERT_EQ(set(address, "focal_length=1500"), 0);

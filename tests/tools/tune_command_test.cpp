@@ -6,6 +6,7 @@
 
 #include <thread>
 
+#include "module_fields.hpp"
 #include "support/dialin_fixture.hpp"
 #include "support/tuning_fixture.hpp"
 #include "support/tuning_sample.hpp"
@@ -79,6 +80,21 @@ TEST_F(Tune, AnswersOneItemALine) {
     const Outcome info = RunWords(_address, {"info"});
     EXPECT_EQ(info.out.rfind("name: sample\nprotocol: 1\nhandle: 0x", 0), 0u) << info.out;
     EXPECT_NE(info.out.find("control values: 3=4\n"), std::string::npos) << info.out;
+}
+
+// A text may hold what parts entries.
+TEST(Entries, AreReadAsTheServiceWritesThem) {
+    const auto entries = tune::ParseEntries(
+        "enable=1,Boolean;thresholds,Float,8;text=a;b,c=2,Int;d,String;empty,String;regions,"
+        "Structure,2");
+    std::string all;
+    for (const tune::Entry& entry : entries) {
+        all += entry.name + "|" + entry.value + "|" + entry.type + "|" +
+               (entry.count ? std::to_string(*entry.count) : "-") + "\n";
+    }
+    EXPECT_EQ(all,
+              "enable|1|Boolean|-\nthresholds||Float|8\ntext|a;b,c=2,Int;d|String|-\n"
+              "empty||String|-\nregions||Structure|2\n");
 }
 
 TEST_F(Tune, WatchesAValueChange) {

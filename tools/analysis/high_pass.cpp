@@ -2,7 +2,6 @@
 #include "analysis/high_pass.hpp"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 
 #include "geometry/rotation.hpp"
@@ -10,45 +9,11 @@
 namespace steadywarp::tool {
 namespace {
 
-/// A second-order section, transposed direct form; numerator b0 (1 - z^-1)^2.
-class HighPassSection {
-  public:
-    /// Bilinear transform of s^2 / (s^2 + s/q + 1) with the cut at tan(pi cut / rate).
-    HighPassSection(double k, double q) {
-        const double norm = 1.0 / (1.0 + k / q + k * k);
-        b0_ = norm;
-        a1_ = 2.0 * (k * k - 1.0) * norm;
-        a2_ = (1.0 - k / q + k * k) * norm;
-    }
-
-    /// Start as if the signal had been `value` for ever; the output is then 0.
-    void settle(double value) {
-        z1_ = -b0_ * value;
-        z2_ = b0_ * value;
-    }
-
-    double step(double x) {
-        const double y = b0_ * x + z1_;
-        z1_ = -2.0 * b0_ * x - a1_ * y + z2_;
-        z2_ = b0_ * x - a2_ * y;
-        return y;
-    }
-
-  private:
-    double b0_ = 0.0;
-    double a1_ = 0.0;
-    double a2_ = 0.0;
-    double z1_ = 0.0;
-    double z2_ = 0.0;
-};
-
-void filter_forward(std::vector<double>& values, double k) {
-    // Poles of order 4 lie at 22.5 and 67.5 degrees from the real axis: q = 1 / (2 cos).
-    std::array<HighPassSection, 2> sections = {HighPassSection(k, 0.5 / std::cos(kPi / 8.0)),
-                                               HighPassSection(k, 0.5 / std::cos(kPi * 3.0 / 8.0))};
-    sections[0].settle(values.front());
+void filter_forward(std::vector<double>& values, double rate_hz, double cut_hz) {
+    RunningHighPass filter(rate_hz, cut_hz);
+    filter.settle(values.front());
     for (double& value : values) {
-        value = sections[1].step(sections[0].step(value));
+        value = filter.step(value);
     }
 }
 
@@ -89,17 +54,49 @@ std::vector<double> even_values(const Signal& signal, size_t first, size_t end, 
 
 }  // namespace
 
+RunningHighPass::Section::Section(double k, double q) {
+    const double norm = 1.0 / (1.0 + k / q + k * k);
+    b0_ = norm;
+    a1_ = 2.0 * (k * k - 1.0) * norm;
+    a2_ = (1.0 - k / q + k * k) * norm;
+}
+
+void RunningHighPass::Section::settle(double value) {
+    z1_ = -b0_ * value;
+    z2_ = b0_ * value;
+}
+
+double RunningHighPass::Section::step(double x) {
+    const double y = b0_ * x + z1_;
+    z1_ = -2.0 * b0_ * x - a1_ * y + z2_;
+    z2_ = b0_ * x - a2_ * y;
+    return y;
+}
+
+// Poles of order 4 lie at 22.5 and 67.5 degrees from the real axis: q = 1 / (2 cos).
+RunningHighPass::RunningHighPass(double rate_hz, double cut_hz)
+    : sections_{Section(std::tan(kPi * cut_hz / rate_hz), 0.5 / std::cos(kPi / 8.0)),
+                Section(std::tan(kPi * cut_hz / rate_hz), 0.5 / std::cos(kPi * 3.0 / 8.0))} {}
+
+void RunningHighPass::settle(double value) {
+    sections_[0].settle(value);
+    sections_[1].settle(0.0);
+}
+
+double RunningHighPass::step(double value) {
+    return sections_[1].step(sections_[0].step(value));
+}
+
 std::vector<double> high_pass(std::span<const double> values, double rate_hz, double cut_hz) {
     if (values.empty()) {
         return {};
     }
     const auto wanted = static_cast<size_t>(std::ceil(3.0 * rate_hz / cut_hz));
     const size_t pad = std::min(wanted, values.size() - 1);
-    const double k = std::tan(kPi * cut_hz / rate_hz);
     std::vector<double> work = reflect(values, pad);
-    filter_forward(work, k);
+    filter_forward(work, rate_hz, cut_hz);
     std::reverse(work.begin(), work.end());
-    filter_forward(work, k);
+    filter_forward(work, rate_hz, cut_hz);
     std::reverse(work.begin(), work.end());
     const auto first = work.begin() + static_cast<std::ptrdiff_t>(pad);
     return {first, first + static_cast<std::ptrdiff_t>(values.size())};

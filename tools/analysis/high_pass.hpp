@@ -3,11 +3,42 @@
 /// The part of a signal above a frequency, without shift in time.
 #pragma once
 
+#include <array>
 #include <optional>
 #include <span>
 #include <vector>
 
 namespace steadywarp::tool {
+
+/// A Butterworth high-pass of order 4 over evenly spaced values as they come.
+class RunningHighPass {
+  public:
+    /// @param rate_hz values a second; `cut_hz` must lie between 0 and half of it.
+    RunningHighPass(double rate_hz, double cut_hz);
+
+    /// Go on as if the signal had been `value` for ever; the output is then 0.
+    void settle(double value);
+    double step(double value);
+
+  private:
+    /// A second-order section, transposed direct form; numerator b0 (1 - z^-1)^2.
+    class Section {
+      public:
+        /// Bilinear transform of s^2 / (s^2 + s/q + 1) with the cut at k = tan(pi cut / rate).
+        Section(double k, double q);
+        void settle(double value);
+        double step(double x);
+
+      private:
+        double b0_ = 0.0;
+        double a1_ = 0.0;
+        double a2_ = 0.0;
+        double z1_ = 0.0;
+        double z2_ = 0.0;
+    };
+
+    std::array<Section, 2> sections_;
+};
 
 /// Filter evenly spaced values by a Butterworth high-pass of order 4, forward and then backward.
 ///

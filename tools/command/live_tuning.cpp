@@ -13,7 +13,10 @@ namespace steadywarp::tool {
 LiveTuning::LiveTuning(RecordingSource& source, Stabilizer& stabilizer)
     : source_(source),
       stabilizer_(stabilizer),
-      in_force_(std::make_unique<is_tessaline_info_s>(source.camera.sensors[0].tuning)) {}
+      in_force_(std::make_unique<is_tessaline_info_s>(source.camera.sensors[0].tuning)),
+      figures_(std::make_shared<LiveFigures>(source.frames.period_us)) {
+    source.tuning->answer_with(figures_);
+}
 
 void LiveTuning::announce() const {
     const TuningFile& file = *source_.tuning;
@@ -64,7 +67,13 @@ bool LiveTuning::take_changes(const Frame& frame) {
     const bool taken = outcome == Outcome::kTaken;
     std::printf("tuning frame=%u status=%s\n", frame.id, taken ? "taken" : "refused");
     std::fflush(stdout);
+    restarted_ = restarted_ || taken;
     return taken;
+}
+
+void LiveTuning::tell(const TraceFrame& frame) {
+    figures_->add(frame, in_force_->general.minimal_total_margin, restarted_);
+    restarted_ = false;
 }
 
 }  // namespace steadywarp::tool

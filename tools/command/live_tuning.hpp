@@ -6,6 +6,7 @@
 #include <chrono>
 #include <memory>
 
+#include "command/live_figures.hpp"
 #include "command/recording_source.hpp"
 #include "stream/stabilizer.hpp"
 
@@ -30,6 +31,9 @@ class LiveTuning {
     /// @return whether there is a new instance.
     bool take_changes(const Frame& frame);
 
+    /// Tell of a frame that was run, to those who ask through the service.
+    void tell(const TraceFrame& frame);
+
   private:
     using Clock = std::chrono::steady_clock;
 
@@ -40,6 +44,8 @@ class LiveTuning {
     RecordingSource& source_;
     Stabilizer& stabilizer_;
     std::unique_ptr<is_tessaline_info_s> in_force_;
+    std::shared_ptr<LiveFigures> figures_;
+    bool restarted_ = false;  ///< since the last frame that was told of
     bool started_ = false;
     Clock::time_point start_;
     int64_t first_us_ = 0;

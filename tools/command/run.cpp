@@ -204,6 +204,9 @@ std::optional<Fault> Run::one_frame(size_t index) {
         write_grids_row(outputs_.grids, on_users_clock(frame), warp);
     }
     add_trace(index, warp, overshoot);
+    if (live_ != nullptr) {
+        live_->tell(trace_.back());
+    }
     write_warps_row(outputs_.warps, on_users_clock(frame), warp, overshoot);
     return show(index, warp.valid ? &warp : nullptr, overshoot <= 0.0);
 }

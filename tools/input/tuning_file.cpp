@@ -100,6 +100,7 @@ struct TuningFile::Loaded {
                     eis_zelm_utility_v1_1_0_to_is_tessaline_info, module);
     }
 
+    std::shared_ptr<IParameterDialinCustom> handler;  // outlives the manager's threads
     TuningSetManager manager;
     HeldModule module;
 };
@@ -148,6 +149,14 @@ bool TuningFile::take_changes() {
     }
     std::swap(fresh_, record_);
     return true;
+}
+
+void TuningFile::answer_with(std::shared_ptr<IParameterDialinCustom> handler) {
+    ParameterDialinWorker* const worker = loaded_->manager.GetWorker();
+    if (worker != nullptr) {
+        loaded_->handler = std::move(handler);
+        worker->SetCustomHandler(loaded_->handler.get());
+    }
 }
 
 std::string TuningFile::address() const {

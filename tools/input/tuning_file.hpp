@@ -9,6 +9,8 @@
 #include "input/result.hpp"
 #include "steadywarp/eis_tuning.h"
 
+class IParameterDialinCustom;
+
 namespace steadywarp::tool {
 
 /// Who may change the values while the file is open.
@@ -36,6 +38,9 @@ class TuningFile {
     ///
     /// Several values that a client sets at once may come in two pieces, one now and one next time.
     bool take_changes();
+
+    /// Let an object answer command 8 of the service; it is held for as long as the file is open.
+    void answer_with(std::shared_ptr<IParameterDialinCustom> handler);
 
     /// Where the service listens, as `steadywarp tune` takes it; empty if there is none.
     std::string address() const;

@@ -8,7 +8,11 @@
 #include <stdexcept>
 #include <thread>
 
+#include "module_fields.hpp"
 #include "tune_connection.hpp"
+#ifdef STEADYWARP_WEB
+#include "web/web_command.hpp"
+#endif
 
 namespace {
 
@@ -25,6 +29,8 @@ struct Options {
     std::vector<std::string> pairs;
     double interval = 0.5;
     unsigned int count = 0;
+    bool web = false;
+    uint16_t web_port = 0;
 };
 
 // One item a line, so that other programs can read it.
@@ -67,15 +73,46 @@ int List(tune::Connection& connection, const Options& options) {
     return kDone;
 }
 
+// Every value of a module or of a structure in it, one a line.
+int GetAll(tune::Connection& connection, const Options& options) {
+    const tune::Place place{options.path, options.module, ""};
+    size_t values = 0;
+    const auto print = [&](const tune::Entry& entry) {
+        if (entry.IsStructure()) {
+            return;
+        }
+        ++values;
+        std::cout << entry.name << "=";
+        if (entry.count) {
+            const char* separator = "";
+            for (const std::string& value : tune::Elements(connection, place, entry)) {
+                std::cout << separator << value;
+                separator = ",";
+            }
+        } else {
+            std::cout << entry.value;
+        }
+        std::cout << "\n";
+    };
+    tune::VisitFields(connection, place, UINT32_MAX, print);
+    if (values == 0) {
+        std::cerr << Target(options) << ": no value\n";
+        return kRefused;
+    }
+    return kDone;
+}
+
 int GetValue(tune::Connection& connection, const Options& options) {
-    const bool all = options.variable.empty();
-    const std::string payload = all ? Target(options) : Target(options) + ":" + options.variable;
+    if (options.variable.empty()) {
+        return GetAll(connection, options);
+    }
+    const std::string payload = Target(options) + ":" + options.variable;
     const std::string text = connection.Ask(tune::kGet, payload);
     if (text.empty()) {
         std::cerr << payload << ": no value\n";
         return kRefused;
     }
-    all ? PrintItems(text, ';') : void(std::cout << text << "\n");
+    std::cout << text << "\n";
     return kDone;
 }
 
@@ -134,6 +171,24 @@ CLI::App* AddCommand(CLI::App& app, const char* name, const char* help, Options&
     return command;
 }
 
+#ifdef STEADYWARP_WEB
+// Either a subcommand or the page.
+void AddWeb(CLI::App& app, Options& options) {
+    CLI::Option* web = app.add_flag(
+        "--web", options.web, "Serve a page for a browser on this machine, until an interrupt");
+    app.add_option("--web-port", options.web_port, "Port of the page [a free one]")
+        ->needs(web)
+        ->check(CLI::Range(1, 65535))
+        ->type_name("N");
+    app.require_subcommand(0, 1);
+    app.final_callback([&app, &options] {
+        if (options.web != app.get_subcommands().empty()) {
+            throw CLI::RequiredError("Either a subcommand or --web");
+        }
+    });
+}
+#endif
+
 }  // namespace
 
 int RunTune(int argc, char** argv) {
@@ -160,7 +215,11 @@ int RunTune(int argc, char** argv) {
     watch->add_option("--interval", options.interval, "Seconds between two looks [0.5]")
         ->check(CLI::Range(0.001, 3600.0));
     watch->add_option("--count", options.count, "Looks, 0 for no end [0]");
+#ifdef STEADYWARP_WEB
+    AddWeb(app, options);
+#else
     app.require_subcommand(1);
+#endif
     app.footer("Example: steadywarp tune 127.0.0.1:20803 set 0.0 alpha number=5");
     try {
         app.parse(argc, argv);
@@ -168,6 +227,11 @@ int RunTune(int argc, char** argv) {
         return app.exit(error) == 0 ? kDone : kBadInput;
     }
     try {
+#ifdef STEADYWARP_WEB
+        if (options.web) {
+            return tune::RunWeb(options.address, options.timeout, options.web_port);
+        }
+#endif
         tune::Connection connection(options.address, options.timeout);
         return info->parsed()    ? Info(connection)
                : modes->parsed() ? Modes(connection, options)

@@ -24,20 +24,6 @@ constexpr size_t kLongest = 65534;
 // A peer that never comes to the point is no service; one request leads to one reply.
 constexpr int kMostStrangeReplies = 64;
 
-void Put(std::vector<uint8_t>* frame, uint64_t value, size_t width) {
-    for (size_t i = 0; i < width; ++i) {
-        frame->push_back(static_cast<uint8_t>(value >> (8 * i)));
-    }
-}
-
-uint64_t Get(const std::vector<uint8_t>& frame, size_t at, size_t width) {
-    uint64_t value = 0;
-    for (size_t i = 0; i < width && at + i < frame.size(); ++i) {
-        value |= uint64_t{frame[at + i]} << (8 * i);
-    }
-    return value;
-}
-
 std::string Text(const std::vector<uint8_t>& frame, size_t at) {
     std::string text;
     while (at < frame.size() && frame[at] != 0) {
@@ -48,6 +34,20 @@ std::string Text(const std::vector<uint8_t>& frame, size_t at) {
 
 }  // namespace
 
+void PutNumber(std::vector<uint8_t>* bytes, uint64_t value, size_t width) {
+    for (size_t i = 0; i < width; ++i) {
+        bytes->push_back(static_cast<uint8_t>(value >> (8 * i)));
+    }
+}
+
+uint64_t GetNumber(const std::vector<uint8_t>& bytes, size_t at, size_t width) {
+    uint64_t value = 0;
+    for (size_t i = 0; i < width && at + i < bytes.size(); ++i) {
+        value |= uint64_t{bytes[at + i]} << (8 * i);
+    }
+    return value;
+}
+
 Connection::Connection(const std::string& address, double timeout_seconds)
     : m_address(address), m_timeout_ms(static_cast<int>(timeout_seconds * 1000)) {
     if (address.rfind("unix:#", 0) == 0) {
@@ -55,7 +55,7 @@ Connection::Connection(const std::string& address, double timeout_seconds)
         sockaddr_un local = {};
         const std::string name = address.substr(6);
         if (name.size() + 2 > sizeof local.sun_path) {
-            throw std::runtime_error(address + ": the name is too long");
+            throw BadAddress(address + ": the name is too long");
         }
         local.sun_family = AF_UNIX;
         std::memcpy(local.sun_path + 1, name.data(), name.size());
@@ -65,7 +65,7 @@ Connection::Connection(const std::string& address, double timeout_seconds)
     }
     const size_t colon = address.rfind(':');
     if (colon == std::string::npos || colon == 0 || colon + 1 == address.size()) {
-        throw std::runtime_error(address + ": expected HOST:PORT or unix:#NAME");
+        throw BadAddress(address + ": expected HOST:PORT or unix:#NAME");
     }
     std::string host = address.substr(0, colon);
     if (host.size() > 2 && host.front() == '[' && host.back() == ']') {
@@ -159,10 +159,10 @@ Connection::Frame Connection::Receive() {
         }
         frame.insert(frame.end(), part.begin(), part.begin() + std::max<ssize_t>(count, 0));
         if (frame.size() == kHeader) {
-            if (Get(frame, 0, 2) != kStartTag || Get(frame, 4, 2) < kHeader) {
+            if (GetNumber(frame, 0, 2) != kStartTag || GetNumber(frame, 4, 2) < kHeader) {
                 throw std::runtime_error(m_address + ": this is no live tuning service");
             }
-            wanted = Get(frame, 4, 2);
+            wanted = GetNumber(frame, 4, 2);
         }
     }
     return frame;
@@ -171,9 +171,9 @@ Connection::Frame Connection::Receive() {
 Connection::Frame Connection::Exchange(Command command, const Frame& rest, bool has_id,
                                        uint32_t id) {
     Frame frame;
-    Put(&frame, kStartTag, 2);
-    Put(&frame, command, 2);
-    Put(&frame, kHeader + rest.size(), 2);
+    PutNumber(&frame, kStartTag, 2);
+    PutNumber(&frame, command, 2);
+    PutNumber(&frame, kHeader + rest.size(), 2);
     frame.insert(frame.end(), rest.begin(), rest.end());
     if (frame.size() > kLongest) {
         throw std::runtime_error("the request is too long");
@@ -182,7 +182,7 @@ Connection::Frame Connection::Exchange(Command command, const Frame& rest, bool 
     // What the half of a request of an earlier client led to may come first.
     for (int i = 0; i < kMostStrangeReplies; ++i) {
         Frame reply = Receive();
-        if (Get(reply, 2, 2) == command && (!has_id || Get(reply, 6, 4) == id)) {
+        if (GetNumber(reply, 2, 2) == command && (!has_id || GetNumber(reply, 6, 4) == id)) {
             return reply;
         }
     }
@@ -191,20 +191,33 @@ Connection::Frame Connection::Exchange(Command command, const Frame& rest, bool 
 
 ServiceInfo Connection::Info() {
     const Frame reply = Exchange(kInfo, {}, false, 0);
-    return {static_cast<unsigned int>(Get(reply, 6, 2)), Get(reply, 8, 8), Text(reply, 16)};
+    return {static_cast<unsigned int>(GetNumber(reply, 6, 2)), GetNumber(reply, 8, 8),
+            Text(reply, 16)};
 }
 
 std::string Connection::Ask(Command command) {
     return Text(Exchange(command, {}, false, 0), kHeader);
 }
 
-std::string Connection::Ask(Command command, const std::string& payload) {
+Connection::Frame Connection::ExchangeWithId(Command command, const Frame& payload) {
     const uint32_t id = m_next_id++;
     Frame rest;
-    Put(&rest, id, 4);
+    PutNumber(&rest, id, 4);
     rest.insert(rest.end(), payload.begin(), payload.end());
-    rest.push_back(0);
-    return Text(Exchange(command, rest, true, id), kPayload);
+    return Exchange(command, rest, true, id);
+}
+
+std::string Connection::Ask(Command command, const std::string& payload) {
+    Frame text(payload.begin(), payload.end());
+    text.push_back(0);
+    return Text(ExchangeWithId(command, text), kPayload);
+}
+
+CustomAnswer Connection::AskCustom(const std::vector<uint8_t>& payload) {
+    const Frame reply = ExchangeWithId(kCustom, payload);
+    const size_t output = std::min(kPayload + 2, reply.size());
+    return {static_cast<unsigned int>(GetNumber(reply, kPayload, 2)),
+            Frame(reply.begin() + static_cast<std::ptrdiff_t>(output), reply.end())};
 }
 
 }  // namespace tune

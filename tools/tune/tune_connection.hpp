@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,7 @@ enum Command : uint16_t {
     kGet = 5,
     kSet = 6,
     kTriggerValues = 7,
+    kCustom = 8,
 };
 
 /// What command 0 tells.
@@ -28,6 +30,21 @@ struct ServiceInfo {
     uint64_t handle = 0;
     std::string name;
 };
+
+/// What the embedding program answers command 8 with.
+struct CustomAnswer {
+    unsigned int result = 0;
+    std::vector<uint8_t> bytes;
+};
+
+/// An address that cannot be one of a service.
+class BadAddress : public std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+/// A number of `width` bytes, little-endian, as frames hold them; what lies behind the end is 0.
+uint64_t GetNumber(const std::vector<uint8_t>& bytes, size_t at, size_t width);
+void PutNumber(std::vector<uint8_t>* bytes, uint64_t value, size_t width);
 
 /// Failures are exceptions of type std::runtime_error with a text for people.
 class Connection {
@@ -42,8 +59,10 @@ class Connection {
     ServiceInfo Info();
     /// Ask one of the commands 1, 2 and 7.
     std::string Ask(Command command);
-    /// Ask one of the commands 3 to 6.
+    /// Ask one of the commands 3 to 6. @param payload without a zero byte.
     std::string Ask(Command command, const std::string& payload);
+    /// Ask command 8.
+    CustomAnswer AskCustom(const std::vector<uint8_t>& payload);
 
   private:
     using Frame = std::vector<uint8_t>;
@@ -53,6 +72,7 @@ class Connection {
     void Send(const Frame& frame);
     Frame Receive();
     Frame Exchange(Command command, const Frame& rest, bool has_id, uint32_t id);
+    Frame ExchangeWithId(Command command, const Frame& payload);
 
     std::string m_address;
     int m_timeout_ms;

@@ -17,35 +17,6 @@ namespace {
 constexpr int kReadAttempts = 4;
 constexpr size_t kMaxName = ParameterBinaryFile::kNameSize - 2;
 constexpr unsigned int kCrcSize = 4;
-constexpr uint32_t kPolynomial = 0xEDB88320;
-
-constexpr std::array<uint32_t, 256> MakeCrcTable() {
-    std::array<uint32_t, 256> table{};
-    for (uint32_t byte = 0; byte < 256; ++byte) {
-        uint32_t crc = byte;
-        for (int bit = 0; bit < 8; ++bit) {
-            crc = (crc & 1u) != 0 ? (crc >> 1) ^ kPolynomial : crc >> 1;
-        }
-        table[byte] = crc;
-    }
-    return table;
-}
-
-// slices[k][b]: what byte b does to the CRC k zero bytes later; eight of them take eight bytes in
-// one step.
-using CrcSlices = std::array<std::array<uint32_t, 256>, 8>;
-constexpr CrcSlices MakeCrcSlices() {
-    CrcSlices slices{};
-    slices[0] = MakeCrcTable();
-    for (size_t slice = 1; slice < slices.size(); ++slice) {
-        for (size_t byte = 0; byte < 256; ++byte) {
-            const uint32_t before = slices[slice - 1][byte];
-            slices[slice][byte] = slices[0][before & 0xFFu] ^ (before >> 8);
-        }
-    }
-    return slices;
-}
-constexpr CrcSlices kCrcSlices = MakeCrcSlices();
 
 bool SameTime(const struct timespec& a, const struct timespec& b) {
     return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
@@ -74,37 +45,6 @@ FILE* OpenRegular(char const* name, struct stat* status) {
 }
 
 }  // namespace
-
-const std::array<uint32_t, 256> ParameterBinaryFile::m_crcLookupTable = MakeCrcTable();
-
-uint32_t ParameterBinaryFile::ComputeCRCByTable(unsigned char const* buffer, size_t length) {
-    uint32_t crc = 0xFFFFFFFF;
-    for (size_t i = 0; i < length; ++i) {
-        crc = m_crcLookupTable[(crc ^ buffer[i]) & 0xFFu] ^ (crc >> 8);
-    }
-    return ~crc;
-}
-
-uint32_t ParameterBinaryFile::ComputeCRC(unsigned char const* buffer, size_t length) {
-    uint32_t crc = 0xFFFFFFFF;
-    while (length >= 8) {
-        uint32_t low = 0;
-        uint32_t high = 0;
-        std::memcpy(&low, buffer, sizeof low);
-        std::memcpy(&high, buffer + 4, sizeof high);
-        low ^= crc;
-        crc = kCrcSlices[7][low & 0xFFu] ^ kCrcSlices[6][(low >> 8) & 0xFFu] ^
-              kCrcSlices[5][(low >> 16) & 0xFFu] ^ kCrcSlices[4][low >> 24] ^
-              kCrcSlices[3][high & 0xFFu] ^ kCrcSlices[2][(high >> 8) & 0xFFu] ^
-              kCrcSlices[1][(high >> 16) & 0xFFu] ^ kCrcSlices[0][high >> 24];
-        buffer += 8;
-        length -= 8;
-    }
-    for (size_t i = 0; i < length; ++i) {
-        crc = kCrcSlices[0][(crc ^ buffer[i]) & 0xFFu] ^ (crc >> 8);
-    }
-    return ~crc;
-}
 
 bool ParameterBinaryFile::ValidateCRC(unsigned char const* buffer, unsigned int length,
                                       IParameterLoggingAPI* logger) {

@@ -6,6 +6,7 @@
 
 #include "parameterlogging.hpp"
 #include "steadywarp/tuning/parametersetmanager.h"
+#include "symbolrecord.hpp"
 
 namespace {
 
@@ -31,9 +32,6 @@ ParameterFileSymbolTable::~ParameterFileSymbolTable() {
     }
     FreeGroups(m_modules);
     FreeGroups(m_data);
-    for (ModuleData* data : m_moduleData) {
-        delete data;
-    }
 }
 
 IParameterLoggingAPI* ParameterFileSymbolTable::Logger() const {
@@ -114,7 +112,7 @@ bool ParameterFileSymbolTable::SizeTable(Table& table, uint32_t size, uint32_t e
 
 bool ParameterFileSymbolTable::AllocateTable(Table& table) {
     const size_t slots = size_t{table.count} + 1;
-    table.entries.reset(new (std::nothrow) ParameterFileSymbolTableEntry[slots]);
+    table.entries.reset(new (std::nothrow) KeptEntry[slots]());
     table.lookup.reset(new (std::nothrow) EntryData[slots]());
     if (table.entries == nullptr || table.lookup == nullptr) {
         PARAMETER_LOG_ERROR(Logger(), "Failed to allocate entry/lookup tables\n");
@@ -196,26 +194,34 @@ bool ParameterFileSymbolTable::LoadTable(unsigned char const* buffer, bool isMod
 
 bool ParameterFileSymbolTable::ReadTable(const TableImage& image, bool isModule) {
     Table& table = isModule ? m_modules : m_data;
-    const std::unique_ptr<uint32_t[]> counters(new (std::nothrow)
-                                                   uint32_t[table.count + size_t{1}]());
-    if (counters == nullptr) {
+    const size_t slots = size_t{table.count} + 1;
+    Gathered gathered;
+    gathered.duplicates.reset(new (std::nothrow) uint32_t[slots]());
+    if (gathered.duplicates == nullptr) {
         PARAMETER_LOG_ERROR(Logger(), "Failed to allocate space for duplicates variable\n");
         return true;
     }
-    unsigned int pos = 0;
-    for (uint32_t turn = 0; turn < table.count; ++turn) {
-        if (!ReadRecord(image, isModule, &pos, counters.get())) {
+    if (isModule) {
+        gathered.modules.reset(new (std::nothrow) ModuleData*[slots]());
+        if (gathered.modules == nullptr) {
+            PARAMETER_LOG_ERROR(Logger(), "Failed to allocate module data list\n");
             return false;
         }
     }
-    NumberGroups(table, counters.get());
-    return !isModule || CollectModuleData(table);
+    unsigned int pos = 0;
+    for (uint32_t turn = 0; turn < table.count; ++turn) {
+        if (!ReadRecord(image, isModule, &pos, gathered)) {
+            return false;
+        }
+    }
+    NumberGroups(table, gathered.duplicates.get());
+    return !isModule || CollectModuleData(table, gathered.modules.get());
 }
 
 // One turn of the pass. A record whose ID is out of range keeps the position where it is, so that
 // the turns that are left meet it again.
 bool ParameterFileSymbolTable::ReadRecord(const TableImage& image, bool isModule, unsigned int* pos,
-                                          uint32_t* counters) {
+                                          Gathered& gathered) {
     Table& table = isModule ? m_modules : m_data;
     uint32_t id = 0;
     if (uint64_t{*pos} + sizeof id > image.length) {
@@ -230,15 +236,63 @@ bool ParameterFileSymbolTable::ReadRecord(const TableImage& image, bool isModule
     }
     EntryData& lookup = table.lookup[id];
     lookup.pos = *pos;
-    ParameterFileSymbolTableEntry& entry = table.entries[id];
-    entry.Init(this);
-    entry.Load(image.bytes, m_fileName, nullptr, image.length, pos, m_dataOffset, m_modeTable,
-               isModule, m_alignment);
-    lookup.duplicateGroup = entry.GetDuplicateID();
-    if (lookup.duplicateGroup != 0 && lookup.duplicateGroup <= table.count) {
-        ++counters[lookup.duplicateGroup];
+    SymbolRecord record;
+    ReadSymbolRecord({m_version, m_alignment, isModule}, image.bytes, image.length, pos, Logger(),
+                     record);
+    CheckDuplicate(record, isModule);
+    lookup.duplicateGroup = record.duplicateId;
+    if (record.duplicateId != 0 && record.duplicateId <= table.count) {
+        ++gathered.duplicates[record.duplicateId];
     }
-    return !entry.IsOutOfMemory();
+    KeptEntry kept = {nullptr, 0, record.duplicateId};
+    uint64_t start = 0;
+    if (m_image != nullptr && record.dataSize > 0 && LocatePayload(record, m_dataOffset, &start)) {
+        kept.data = m_image + start;
+        kept.size = record.dataSize;
+    }
+    table.entries[id] = kept;
+    return !isModule || KeepModuleData(record, &gathered.modules[id]);
+}
+
+void ParameterFileSymbolTable::CheckDuplicate(SymbolRecord const& record, bool isModule) const {
+    const bool inModules = isModule || m_dataIsModule;
+    const uint32_t count = inModules ? m_modules.count : m_data.count;
+    if (record.duplicateId > count) {
+        PARAMETER_LOG_ERROR(
+            Logger(), "Invalid DuplicateID value %u, should be less than %s table count: %u\n",
+            record.duplicateId, inModules ? "module" : "data", count);
+    }
+}
+
+// A payload that does not lie whole inside the file is none: its reads fail like those of an
+// empty one.
+bool ParameterFileSymbolTable::LocatePayload(SymbolRecord const& record, uint32_t dataOffset,
+                                             uint64_t* start) const {
+    *start = uint64_t{dataOffset} + record.dataOffset;
+    if (*start + record.dataSize <= m_fileLength) {
+        return true;
+    }
+    PARAMETER_LOG_ERROR(Logger(),
+                        "Failed to read %lld bytes from binary file offset %d, length %d\n",
+                        static_cast<long long>(record.dataSize), static_cast<int>(*start),
+                        static_cast<int>(m_fileLength));
+    return false;
+}
+
+// The last record of an ID counts, also if it has no mode.
+bool ParameterFileSymbolTable::KeepModuleData(SymbolRecord const& record, ModuleData** kept) {
+    *kept = nullptr;
+    if (record.modeId == SymbolRecord::kNoMode) {
+        return true;
+    }
+    void* room = m_pool.Allocate(sizeof(ModuleData));
+    if (room == nullptr) {
+        PARAMETER_LOG_ERROR(Logger(), "Failed to allocate ModuleData\n");
+        return false;
+    }
+    *kept = new (room) ModuleData(record.id, record.duplicateId, m_modeTable, record.name,
+                                  record.version, record.modeId, m_owner, this);
+    return true;
 }
 
 void ParameterFileSymbolTable::NumberGroups(Table& table, uint32_t* counters) {
@@ -257,14 +311,14 @@ void ParameterFileSymbolTable::NumberGroups(Table& table, uint32_t* counters) {
     }
 }
 
-bool ParameterFileSymbolTable::CollectModuleData(Table& table) {
+bool ParameterFileSymbolTable::CollectModuleData(Table& table, ModuleData* const* modules) {
     if (!m_moduleData.Reserve(table.count)) {
         PARAMETER_LOG_ERROR(Logger(), "Failed to allocate module data list\n");
         return false;
     }
     for (uint32_t id = 1; id <= table.count; ++id) {
-        if (ModuleData* data = table.entries[id].TakeModuleData()) {
-            m_moduleData.Add(data);
+        if (modules[id] != nullptr) {
+            m_moduleData.Add(modules[id]);
         }
     }
     return true;
@@ -281,7 +335,8 @@ bool ParameterFileSymbolTable::Find(ParameterFileSymbolTableEntry& entry, unsign
         return false;
     }
     if (table.entries != nullptr) {
-        entry.CopyFrom(table.entries[id]);
+        KeptEntry const& kept = table.entries[id];
+        entry.PointAt(this, id, kept.duplicateId, kept.data, kept.size);
         return true;
     }
     return m_file != nullptr && table.lookup != nullptr && FindInFile(entry, table, id, isModule);
@@ -319,7 +374,21 @@ void ParameterFileSymbolTable::FileReference(int adjust) {
     m_file->Reference(adjust);
 }
 
-// ---- Sharing ----
+// ---- Objects ----
+
+void* ParameterFileSymbolTable::AllocateObject(size_t size) {
+    if (!IsPooled()) {
+        return std::calloc(1, size);
+    }
+    void* object = m_pool.Allocate(size);
+    return object != nullptr ? std::memset(object, 0, size) : nullptr;
+}
+
+void ParameterFileSymbolTable::FreeObject(void* object) {
+    if (!IsPooled()) {
+        std::free(object);
+    }
+}
 
 bool DupObjInfo::Release() {
     if (RefCount > 0 && --RefCount > 0) {
@@ -351,6 +420,9 @@ DupObjInfo* ParameterFileSymbolTable::GetDupObject(bool isModule, unsigned int i
                                                    unsigned int count, char const* file,
                                                    unsigned int line) {
     Table& table = Select(isModule);
+    if (StandsAlone(table, id)) {
+        return nullptr;
+    }
     if (table.lookup == nullptr || id > table.count) {
         PARAMETER_LOG_ERROR(Logger(),
                             "GetDupObject called with invalid values, This: %p, IsModule: %d, ID: "
@@ -373,7 +445,7 @@ DupObjInfo* ParameterFileSymbolTable::GetDupObject(bool isModule, unsigned int i
                             static_cast<int>(line));
         return nullptr;
     }
-    if (group == 0 || table.groups == nullptr) {
+    if (table.groups == nullptr) {
         return nullptr;
     }
     const ParameterScopedLock lock(m_lock, true);
@@ -422,12 +494,10 @@ DupObjInfo* ParameterFileSymbolTable::SetDupObject(bool isModule, unsigned int i
                                                    unsigned int count, char const* file,
                                                    unsigned int line) {
     Table& table = Select(isModule);
-    const bool inRange = table.lookup != nullptr && id <= table.count;
-    const uint32_t number = inRange ? table.lookup[id].duplicateGroup : 0;
-    if (inRange && number == 0) {
-        return nullptr;  // the usual payload: unlike any other, so not shared
+    if (StandsAlone(table, id)) {
+        return nullptr;
     }
-    if (!inRange) {
+    if (table.lookup == nullptr || id > table.count) {
         PARAMETER_LOG_ERROR(Logger(),
                             "SetDupObject called with invalid values, This: %p, IsModule: %d, ID: "
                             "%u, Obj: %p, DupCount: %u, LookupCnt: %u, DupEntries: %p, "
@@ -437,6 +507,7 @@ DupObjInfo* ParameterFileSymbolTable::SetDupObject(bool isModule, unsigned int i
                             static_cast<void*>(table.lookup.get()), file, static_cast<int>(line));
         return nullptr;
     }
+    const uint32_t number = table.lookup[id].duplicateGroup;
     if (object == nullptr || table.groups == nullptr) {
         PARAMETER_LOG_ERROR(Logger(),
                             "SetDupObject called with invalid values, This: %p, IsModule: %d, ID: "
@@ -475,6 +546,9 @@ DupObjInfo* ParameterFileSymbolTable::SetDupObject(bool isModule, unsigned int i
 bool ParameterFileSymbolTable::ReleaseDupObject(void* object) {
     if (object == nullptr) {
         return false;
+    }
+    if (m_modules.groups == nullptr && m_data.groups == nullptr) {
+        return true;  // the file has no equal payloads, so nothing was ever shared
     }
     const ParameterScopedLock lock(m_lock, false);
     const auto entry = m_objects.find(object);

@@ -32,22 +32,21 @@ ModeEntry* ModeEntry::Resolve() {
     return entry;
 }
 
-void ModeEntry::AddMode(ModeEntry* child) {
+bool ModeEntry::AddMode(ModeEntry* child) {
+    const StepKey key(child->m_mode);
+    if (m_children.Find(key) == nullptr && m_children.Add(m_pool, key, child) == nullptr) {
+        return false;
+    }
     child->m_parent = this;
     child->m_depth = m_depth + 1;
     (m_lastChild != nullptr ? m_lastChild->m_nextSibling : m_firstChild) = child;
     m_lastChild = child;
+    return true;
 }
 
 ModeEntry* ModeEntry::FindMode(TuningMode const* step) {
-    for (ModeEntry* child = Resolve()->m_firstChild; child != nullptr;
-         child = child->m_nextSibling) {
-        if (child->m_mode.mode == static_cast<uint16_t>(step->mode) &&
-            child->m_mode.subMode == step->subMode) {
-            return child;
-        }
-    }
-    return nullptr;
+    Child const* child = Resolve()->m_children.Find(StepKey(*step));
+    return child != nullptr ? child->entry : nullptr;
 }
 
 ModeEntry* ModeEntry::Search(TuningMode const* steps, unsigned int count, unsigned int index,
@@ -86,63 +85,72 @@ ModeEntry* ModeEntry::FindMode(TuningMode const* steps, unsigned int count, unsi
     return found;
 }
 
+bool ModeEntry::MakePath() {
+    constexpr size_t kLongest = 128;  // paths built by the program, the nul included
+    if (m_parent != nullptr && m_parent->m_path == nullptr) {
+        return true;
+    }
+    char text[kLongest];
+    const int length =
+        std::snprintf(text, sizeof text, "%s%s%u.%u", m_parent != nullptr ? m_parent->m_path : "",
+                      m_parent != nullptr ? "|" : "", m_mode.mode, m_mode.subMode);
+    if (length < 0 || static_cast<size_t>(length) >= sizeof text) {
+        return true;
+    }
+    auto* path = static_cast<char*>(m_pool.Allocate(static_cast<size_t>(length) + 1));
+    if (path == nullptr) {
+        return false;
+    }
+    std::memcpy(path, text, static_cast<size_t>(length) + 1);
+    m_path = path;
+    return true;
+}
+
 bool ModeEntry::GetModePath(char* path, unsigned int size) const {
     if (path == nullptr || size == 0) {
         return false;
     }
     path[0] = '\0';
-    // Built from the end: the root is the last one met.
-    constexpr size_t kLongest = 128;
-    char text[kLongest];
-    char* first = text + kLongest - 1;
-    *first = '\0';
-    for (ModeEntry const* entry = this; entry != nullptr; entry = entry->m_parent) {
-        char step[16];
-        const int length = std::snprintf(step, sizeof step, "%u.%u%s", entry->m_mode.mode,
-                                         entry->m_mode.subMode, *first != '\0' ? "|" : "");
-        if (length > first - text) {
-            return false;
-        }
-        first -= length;
-        std::memcpy(first, step, static_cast<size_t>(length));
-    }
-    const size_t needed = std::strlen(first) + 1;
-    if (needed > size) {
+    const size_t needed = m_path != nullptr ? std::strlen(m_path) + 1 : 0;
+    if (needed == 0 || needed > size) {
         return false;
     }
-    std::memcpy(path, first, needed);
+    std::memcpy(path, m_path, needed);
     return true;
 }
 
 ParameterModule* ModeEntry::FindModule(std::string const* name) {
-    const Modules& modules = Resolve()->m_modules;
-    const auto found = modules.find(*name);
-    return found != modules.end() ? found->second.module : nullptr;
+    return FindModule(ParameterTypeKey(name->c_str()));
+}
+
+ParameterModule* ModeEntry::FindModule(ParameterTypeKey const& key) {
+    ModuleReference const* found = Resolve()->m_modules.Find(key);
+    return found != nullptr ? found->module : nullptr;
 }
 
 bool ModeEntry::AddModule(ParameterModule* module) {
-    try {
-        m_modules[module->GetModuleType()].module = module;
+    const ParameterTypeKey key(module->GetModuleType());
+    ModuleReference* present = m_modules.Find(key);
+    if (present != nullptr) {
+        present->module = module;
         return true;
-    } catch (const std::bad_alloc&) {
-        return false;
     }
+    return m_modules.Add(m_pool, key, module) != nullptr;
 }
 
 ParameterModule* ModeEntry::ReplaceModule(ParameterModule* module) {
-    for (auto& [name, reference] : m_modules) {
-        if (name == module->GetModuleType()) {
-            ParameterModule* old = reference.module;
-            old->AddHolders(reference.references.exchange(0));
-            reference.module = module;
-            return old;
-        }
+    ModuleReference* present = m_modules.Find(ParameterTypeKey(module->GetModuleType()));
+    if (present == nullptr) {
+        return nullptr;
     }
-    return nullptr;
+    ParameterModule* old = present->module;
+    old->AddHolders(present->references.exchange(0));
+    present->module = module;
+    return old;
 }
 
 void ModeEntry::AddReference(ParameterModule const* module) {
-    for (auto& [name, reference] : m_modules) {
+    for (ModuleReference& reference : m_modules) {
         if (reference.module == module) {
             ++reference.references;
             return;
@@ -155,7 +163,7 @@ void ModeEntry::AddReference(ParameterModule const* module) {
 }
 
 void ModeEntry::ReleaseReference(ParameterModule const* module) {
-    for (auto& [name, reference] : m_modules) {
+    for (ModuleReference& reference : m_modules) {
         // Under the shared side of the module lock only.
         if (reference.module == module && DropOne(reference.references)) {
             return;
@@ -168,11 +176,11 @@ void ModeEntry::ReleaseReference(ParameterModule const* module) {
 }
 
 void ModeEntry::ReleaseReferences() {
-    for (auto& [name, reference] : m_modules) {
+    for (ModuleReference& reference : m_modules) {
         if (reference.references > 0) {
             PARAMETER_LOG_WARNING(
                 m_logger, "ReleaseReferences called with unreleased module: %s, RefCnt: %d\n",
-                name.c_str(), static_cast<int>(reference.references.load()));
+                reference.module->GetModuleType(), static_cast<int>(reference.references.load()));
             reference.references = 0;
         }
     }
@@ -180,7 +188,7 @@ void ModeEntry::ReleaseReferences() {
 
 uint32_t ModeEntry::GetReferenceCount(ParameterModule const* module) const {
     uint32_t sum = 0;
-    for (const auto& [name, reference] : m_modules) {
+    for (ModuleReference const& reference : m_modules) {
         ModuleData const* data = reference.module->GetData();
         const bool counts =
             module != nullptr ? reference.module == module : data != nullptr && data->Mode == this;
@@ -190,7 +198,7 @@ uint32_t ModeEntry::GetReferenceCount(ParameterModule const* module) const {
 }
 
 bool ModeEntry::HasLocalModules() const {
-    for (const auto& [name, reference] : m_modules) {
+    for (ModuleReference const& reference : m_modules) {
         ModuleData const* data = reference.module->GetData();
         if (data != nullptr && data->Mode == this) {
             return true;

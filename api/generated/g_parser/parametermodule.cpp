@@ -2,6 +2,7 @@
 #include "steadywarp/tuning/parametermodule.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <new>
 
 #include "atomiccount.hpp"
@@ -11,68 +12,36 @@
 
 namespace {
 
-constexpr char kPrefix[] = "tessaline_";
-constexpr size_t kPrefixLength = sizeof kPrefix - 1;
-constexpr size_t kMaxType = ModuleData::kTypeSize - 1;
-constexpr size_t kLongHead = 8;
-constexpr size_t kLongTail = 23;
-static_assert(kLongHead + 1 + kLongTail == kMaxType);
-
-constexpr unsigned int kMaxPath = 128;  // paths built by the program, the nul included
-
-// A name that is nothing but the prefix keeps it.
-char const* StripPrefix(char const* name) {
-    for (const size_t length : {kPrefixLength, kPrefixLength - 1}) {
-        if (Zelm::OsUtils::StrNICmp(name, kPrefix, length) == 0 && name[length] != '\0') {
-            return name + length;
-        }
-    }
-    return name;
-}
+// Stands in front of every module, and tells delete what to do.
+struct alignas(std::max_align_t) Origin {
+    bool pooled;
+};
 
 }  // namespace
 
 void ModuleData::GetType(char* out, char const* name) {
-    char const* rest = StripPrefix(name);
+    char const* rest = ParameterTypeKey::StripPrefix(name);
     const size_t length = std::strlen(rest);
-    if (length <= kMaxType) {
+    if (length <= ParameterTypeKey::kLongest) {
         std::memcpy(out, rest, length + 1);
         return;
     }
-    std::memcpy(out, rest, kLongHead);
-    out[kLongHead] = '-';
-    std::memcpy(out + kLongHead + 1, rest + length - kLongTail, kLongTail + 1);
+    ParameterTypeKey::Shorten(out, {rest, length});
+    out[ParameterTypeKey::kLongest] = '\0';
 }
 
-ModuleData* ModuleData::Make(uint32_t id, uint32_t duplicateId, IModeTable* modeTable,
-                             char const* type, const VersionUnion& version, uint32_t modeId,
-                             ParameterSetManager* setManager, ParameterFileSymbolTable* table) {
-    auto* data = new (std::nothrow) ModuleData();
-    if (data == nullptr) {
-        return nullptr;
-    }
-    data->ID = id;
-    data->DuplicateID = duplicateId;
-    data->Version = version;
-    data->ModeId = modeId;
-    data->SetManager = setManager;
-    data->SymbolTable = table;
-    data->Type = strdup(type);
-    if (data->Type == nullptr) {
-        delete data;
-        return nullptr;
-    }
-    data->Mode = modeTable != nullptr ? modeTable->GetModeEntry(modeId) : nullptr;
-    char path[kMaxPath];
-    if (data->Mode != nullptr && data->Mode->GetModePath(path, sizeof path)) {
-        data->ModePath = strdup(path);  // only shown, so doing without is no failure
-    }
-    return data;
-}
-
-ModuleData::~ModuleData() {
-    std::free(Type);
-    std::free(ModePath);
+ModuleData::ModuleData(uint32_t id, uint32_t duplicateId, IModeTable* modeTable, char const* type,
+                       VersionUnion const& version, uint32_t modeId,
+                       ParameterSetManager* setManager, ParameterFileSymbolTable* table)
+    : ID(id),
+      DuplicateID(duplicateId),
+      Version(version),
+      ModeId(modeId),
+      Mode(modeTable != nullptr ? modeTable->GetModeEntry(modeId) : nullptr),
+      ModePath(Mode != nullptr ? Mode->GetPath() : nullptr),
+      SetManager(setManager),
+      SymbolTable(table) {
+    std::memcpy(Type, type, strnlen(type, sizeof Type - 1));
 }
 
 DefaultModule::~DefaultModule() {
@@ -96,13 +65,8 @@ ParameterModule* DefaultModule::Find(uint32_t id) const {
     return nullptr;
 }
 
-bool DefaultModule::AddModule(ParameterModule* module) {
-    auto* link = new (std::nothrow) ModuleLink{module, nullptr};
-    if (link == nullptr) {
-        return false;
-    }
-    Append(link);
-    return true;
+void DefaultModule::AddModule(ParameterModule* module) {
+    Append(&module->m_link);
 }
 
 void DefaultModule::Append(ModuleLink* link) {
@@ -113,7 +77,7 @@ void DefaultModule::Append(ModuleLink* link) {
     m_highestId = data != nullptr ? std::max(m_highestId, data->ID) : UINT32_MAX;
 }
 
-DefaultModule::ModuleLink* DefaultModule::Unlink(ParameterModule const* module) {
+ModuleLink* DefaultModule::Unlink(ParameterModule const* module) {
     ModuleLink* before = nullptr;
     for (ModuleLink* link = m_first; link != nullptr; before = link, link = link->next) {
         if (link->module != module) {
@@ -129,9 +93,7 @@ DefaultModule::ModuleLink* DefaultModule::Unlink(ParameterModule const* module) 
 }
 
 bool DefaultModule::RemoveModule(ParameterModule const* module) {
-    ModuleLink* link = Unlink(module);
-    delete link;
-    return link != nullptr;
+    return Unlink(module) != nullptr;
 }
 
 ParameterModule* DefaultModule::TakeFirst() {
@@ -144,7 +106,6 @@ ParameterModule* DefaultModule::TakeFirst() {
     if (m_first == nullptr) {
         m_last = nullptr;
     }
-    delete link;
     return module;
 }
 
@@ -173,7 +134,6 @@ void DefaultModule::DeleteReleased() {
             Append(link);
         } else {
             delete link->module;
-            delete link;
         }
         link = next;
     }
@@ -189,9 +149,43 @@ bool DefaultModule::Uses(ParameterFileSymbolTable const* table) const {
     return false;
 }
 
+void* ParameterModule::Place(void* room, bool pooled) {
+    return room != nullptr ? new (room) Origin{pooled} + 1 : nullptr;
+}
+
+void* ParameterModule::operator new(size_t size, ModuleData const* data) noexcept {
+    ParameterFileSymbolTable* table = data != nullptr ? data->SymbolTable : nullptr;
+    if (table == nullptr || !table->IsPooled()) {
+        return operator new(size, std::nothrow);
+    }
+    return Place(table->Pool().Allocate(sizeof(Origin) + size), true);
+}
+
+void* ParameterModule::operator new(size_t size, std::nothrow_t const&) noexcept {
+    return Place(::operator new(sizeof(Origin) + size, std::nothrow), false);
+}
+
+void* ParameterModule::operator new(size_t size) {
+    return Place(::operator new(sizeof(Origin) + size), false);
+}
+
+void ParameterModule::Free(void* module) {
+    if (module == nullptr) {
+        return;
+    }
+    Origin* origin = static_cast<Origin*>(module) - 1;
+    if (!origin->pooled) {
+        ::operator delete(origin);
+    }
+}
+
 ParameterModule::ParameterModule(char const* name, const VersionUnion& version, ModuleData* data)
     : m_name(name), m_version(version), m_data(data) {
-    ModuleData::GetType(m_type, name);
+    if (data != nullptr) {
+        std::memcpy(m_type, data->Type, sizeof m_type);  // what the name would give
+    } else {
+        ModuleData::GetType(m_type, name);
+    }
 }
 
 ParameterModule::~ParameterModule() = default;

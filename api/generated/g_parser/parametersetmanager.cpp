@@ -7,21 +7,6 @@
 #include "platform/os_utils.hpp"
 #include "steadywarp/tuning/parameterdialinworker.h"
 
-namespace {
-
-bool MakeName(std::string& name, char const* text) {
-    char type[ModuleData::kTypeSize];
-    ModuleData::GetType(type, text);
-    try {
-        name = type;
-        return true;
-    } catch (const std::bad_alloc&) {
-        return false;
-    }
-}
-
-}  // namespace
-
 ParameterSetManager::ParameterSetManager() = default;
 
 ParameterSetManager::~ParameterSetManager() {
@@ -113,11 +98,10 @@ bool ParameterSetManager::AddDefaultModule(ParameterModule* classObject) {
         delete classObject;
         return false;
     }
-    try {
-        if (m_defaultModules.try_emplace(classObject->GetModuleType(), row).second) {
-            return true;
-        }
-    } catch (const std::bad_alloc&) {
+    const ParameterTypeKey key(classObject->GetModuleType());
+    if (m_defaultModules.Find(key) == nullptr &&
+        m_defaultModules.Add(m_catalogueMemory, key, row) != nullptr) {
+        return true;
     }
     delete row;
     return false;
@@ -125,23 +109,22 @@ bool ParameterSetManager::AddDefaultModule(ParameterModule* classObject) {
 
 DefaultModule* ParameterSetManager::FindDefaultModule(char const* type) {
     const ParameterScopedLock tree(m_treeLock, true);
-    std::string name;
-    const auto found = type != nullptr && MakeName(name, type) ? m_defaultModules.find(name)
-                                                               : m_defaultModules.end();
-    if (found == m_defaultModules.end()) {
+    CatalogueRow const* found =
+        type != nullptr ? m_defaultModules.Find(ParameterTypeKey(type)) : nullptr;
+    if (found == nullptr) {
         PARAMETER_LOG_ERROR(this, "Failed to find module %s in DefaultModuleMap\n",
                             type != nullptr ? type : "");
         return nullptr;
     }
-    return found->second;
+    return found->row;
 }
 
 void ParameterSetManager::DeleteDefaultModules() {
     const ParameterScopedLock modules(m_moduleLock, false);
-    for (auto& [name, row] : m_defaultModules) {
-        delete row;
+    for (CatalogueRow const& entry : m_defaultModules) {
+        delete entry.row;
     }
-    m_defaultModules.clear();
+    m_defaultModules.Clear();
 }
 
 // ---- Getting and releasing modules ----
@@ -161,7 +144,7 @@ void ParameterSetManager::LogUnusualBranch(char const* name, TuningMode const* b
                               "module data from the desired mode path: %s\n",
                               name, path);
     }
-    if (m_defaultModules.empty()) {
+    if (m_defaultModules.Empty()) {
         PARAMETER_LOG_ERROR(this,
                             "GetModule(%s) Uninitialized Set Manager. this: %lx, SymbolTable: "
                             "%lx, Modes: %lx, ModeCount: %d, RootMode: %lx\n",
@@ -191,12 +174,8 @@ bool ParameterSetManager::EnsureLoaded(ParameterModule* module) {
 // The selection itself: the deepest mode on the path that has the module. Under the tree lock.
 ParameterModule* ParameterSetManager::SelectModule(char const* name, TuningMode const* branch,
                                                    unsigned int count) {
-    std::string key;
-    if (!MakeName(key, name)) {
-        PARAMETER_LOG_ERROR(this, "GetModule %s: out of memory\n", name);
-        return nullptr;
-    }
-    ParameterModule* result = m_rootMode->FindModule(&key);
+    const ParameterTypeKey key(name);
+    ParameterModule* result = m_rootMode->FindModule(key);
     if (result != nullptr) {
         EnsureLoaded(result);
     } else {
@@ -212,7 +191,7 @@ ParameterModule* ParameterSetManager::SelectModule(char const* name, TuningMode 
         if (entry == nullptr) {
             break;
         }
-        ParameterModule* module = entry->FindModule(&key);
+        ParameterModule* module = entry->FindModule(key);
         if (module != nullptr && EnsureLoaded(module)) {
             result = module;
         } else if (module != nullptr) {
@@ -262,10 +241,15 @@ ParameterModule* ParameterSetManager::GetModule(char const* name, TuningMode con
     }
     LogUnusualBranch(name, branch, count);
     ParameterModule* result = SelectModule(name, branch, count);
-    if (result != nullptr && InFileMode()) {
-        ReferenceResult(result);
+    if (InFileMode()) {
+        if (result != nullptr) {
+            ReferenceResult(result);
+        }
+        ReleaseModule(previous);
+    } else if (previous != nullptr) {
+        // Counted in file mode, if at all; a reload, which would count it anew, waits for the tree.
+        previous->DropHolder();
     }
-    ReleaseModule(previous);
     return result;
 }
 

@@ -251,8 +251,12 @@ bool ParameterSetManager::CreateModule(ModuleData* data) {
     }
     const bool now = !InFileMode() || (data->Mode != nullptr && data->Mode->m_resident);
     if (now) {
-        // A payload that is too short has been reported; it fails its module and not the load.
-        module->LoadModule(m_symbolTable);
+        // A payload that is too short has been reported; it fails its module and not the load. What
+        // it took until then is nobody's any more, and a hostile file may fail often.
+        const ParameterPool::Mark mark = m_symbolTable->Pool().GetMark();
+        if (!module->LoadModule(m_symbolTable)) {
+            m_symbolTable->Pool().Rewind(mark);
+        }
     }
     return AddModule(module, data);
 }

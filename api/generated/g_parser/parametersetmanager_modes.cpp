@@ -23,7 +23,7 @@ struct ParameterSetManager::LoadRequest {
 // ---- Loading and unloading one mode, under the tree and module locks ----
 
 bool ParameterSetManager::LoadEntryModules(ModeEntry* entry, PList<ModeEntry*>& touched) {
-    for (auto& [name, reference] : entry->m_modules) {
+    for (ModuleReference const& reference : entry->m_modules) {
         ParameterModule* module = reference.module;
         ModuleData const* data = module->GetData();
         if (InFileMode() && m_modeCacheSize > 0 && data != nullptr && data->Mode != nullptr &&
@@ -42,7 +42,7 @@ bool ParameterSetManager::LoadEntryModules(ModeEntry* entry, PList<ModeEntry*>& 
 void ParameterSetManager::UnloadEntryModules(ModeEntry* entry) {
     char path[128] = "";
     entry->GetModePath(path, sizeof path);
-    for (auto& [name, reference] : entry->m_modules) {
+    for (ModuleReference const& reference : entry->m_modules) {
         ParameterModule* module = reference.module;
         // A module of a mode with the same content is that mode's to unload.
         if (module->GetData() == nullptr || module->GetData()->Mode != entry) {
@@ -50,7 +50,7 @@ void ParameterSetManager::UnloadEntryModules(ModeEntry* entry) {
         }
         if (module->IsLoaded() && reference.references > 0) {
             PARAMETER_LOG_WARNING(this, "Unloading referenced module %s, Mode: %s, Ref count: %u\n",
-                                  name.c_str(), path, reference.references.load());
+                                  module->GetModuleType(), path, reference.references.load());
         }
         module->UnloadModule();
     }

@@ -22,7 +22,7 @@ void ParameterSetManager::FreeReplacedParameters() {
 // The counts end with the tree; a module that is held must outlive more than one reload.
 void ParameterSetManager::KeepHolders() {
     for (ModeEntry* entry : m_ownedModes) {
-        for (auto& [name, reference] : entry->m_modules) {
+        for (ModuleReference const& reference : entry->m_modules) {
             reference.module->AddHolders(reference.references);
         }
     }
@@ -30,8 +30,8 @@ void ParameterSetManager::KeepHolders() {
 
 void ParameterSetManager::SaveAndClearDefaultModules() {
     const ParameterScopedLock modules(m_moduleLock, false);
-    for (auto& [name, row] : m_defaultModules) {
-        row->MoveAll(m_replacedModules);
+    for (CatalogueRow const& entry : m_defaultModules) {
+        entry.row->MoveAll(m_replacedModules);
     }
 }
 
@@ -52,10 +52,7 @@ void ParameterSetManager::FreeBinaryParameters() {
     m_loadedModes.Clear();
     m_modes.reset();
     m_modeCount = 0;
-    for (ModeEntry* entry : m_ownedModes) {
-        delete entry;
-    }
-    m_ownedModes.Clear();
+    m_ownedModes.Clear();  // they go with the table whose memory they lie in
     m_binaryTag = "";
 }
 
@@ -110,8 +107,7 @@ bool ParameterSetManager::ReloadAsBuffer() {
 // partner here, and stays with `other` if none has.
 bool ParameterSetManager::TakeOver(ModeEntry* target, ParameterModule* module,
                                    ParameterSetManager* other) {
-    const auto partner = target->m_modules.find(module->GetModuleType());
-    if (partner == target->m_modules.end() || partner->second.module == nullptr) {
+    if (target->m_modules.Find(ParameterTypeKey(module->GetModuleType())) == nullptr) {
         return true;
     }
     DefaultModule* row = GetDefaultModule(module->GetModuleType());
@@ -129,19 +125,16 @@ bool ParameterSetManager::TakeOver(ModeEntry* target, ParameterModule* module,
 
 bool ParameterSetManager::UpdateEntry(ModeEntry* target, ModeEntry* source,
                                       ParameterSetManager* other) {
-    for (auto& [name, reference] : source->m_modules) {
+    for (ModuleReference const& reference : source->m_modules) {
         if (!TakeOver(target, reference.module, other)) {
             return false;
         }
     }
-    source->m_modules.clear();
+    source->m_modules.Clear();
     for (ModeEntry* child = source->m_firstChild; child != nullptr; child = child->m_nextSibling) {
-        ModeEntry* partner = target->m_firstChild;
-        while (partner != nullptr && (partner->m_mode.mode != child->m_mode.mode ||
-                                      partner->m_mode.subMode != child->m_mode.subMode)) {
-            partner = partner->m_nextSibling;
-        }
-        if (partner == nullptr || !UpdateEntry(partner, child, other)) {
+        ModeEntry::Child const* partner =
+            target->m_children.Find(ModeEntry::StepKey(child->m_mode));
+        if (partner == nullptr || !UpdateEntry(partner->entry, child, other)) {
             return false;
         }
     }

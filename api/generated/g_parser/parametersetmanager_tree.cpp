@@ -57,17 +57,27 @@ bool ParameterSetManager::CreateDefaultMode() {
     entry->Initialize(0, ModeUnion(), nullptr, true, true);
     m_modes[0] = entry;
     m_rootMode = entry;
-    return true;
+    return MakePath(entry);
 }
 
 ModeEntry* ParameterSetManager::NewMode() {
-    auto* entry = new (std::nothrow) ModeEntry(this);
+    static_assert(std::is_trivially_destructible_v<ModeEntry>, "goes with the pool it lies in");
+    ParameterPool& pool = m_symbolTable->Pool();
+    void* room = pool.Allocate(sizeof(ModeEntry));
+    auto* entry = room != nullptr ? new (room) ModeEntry(this, pool) : nullptr;
     if (entry == nullptr || !m_ownedModes.Add(entry)) {
         SetError("ReadModeSection: Failed to allocate space for a mode");
-        delete entry;
         return nullptr;
     }
     return entry;
+}
+
+bool ParameterSetManager::MakePath(ModeEntry* entry) {
+    if (entry->MakePath()) {
+        return true;
+    }
+    SetError("ReadModeSection: Failed to allocate space for the path of a mode");
+    return false;
 }
 
 bool ParameterSetManager::ReadModeSection(const Image& image, unsigned char alignment) {
@@ -174,15 +184,18 @@ bool ParameterSetManager::PlaceMode(const ModeRecord& record) {
         m_rootMode = entry;
     }
     if (parent == nullptr) {
-        return true;
+        return MakePath(entry);
     }
     if (parent->m_depth >= kMaxDepth) {
         PARAMETER_LOG_ERROR(this, "ReadModeSection: Mode %u lies deeper than %u steps\n", record.id,
                             kMaxDepth);
-        return true;  // in the table, but on no path
+        return MakePath(entry);  // in the table, but on no path from the root
     }
-    parent->AddMode(entry);
-    return true;
+    if (!parent->AddMode(entry)) {
+        SetError("ReadModeSection: Failed to allocate space for the children of a mode");
+        return false;
+    }
+    return MakePath(entry);
 }
 
 // A link that leads into a circle is taken away where the circle is first met, so that following

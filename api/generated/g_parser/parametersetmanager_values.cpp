@@ -289,7 +289,7 @@ bool ParameterSetManager::GetInfo(TuningMode const* branch, unsigned int count, 
         return false;
     }
     bool good = true;
-    for (auto& [name, reference] : m_rootMode->Resolve()->m_modules) {
+    for (ModuleReference const& reference : m_rootMode->Resolve()->m_modules) {
         ModuleData const* data = reference.module->GetData();
         good = list.Add(ParameterParserInfo(reference.module->GetModuleType(), "Module",
                                             data != nullptr ? data->ModePath : nullptr)) &&

@@ -170,7 +170,7 @@ class Loader {
         if (!Spend(field, uint64_t{count} * ElementSize(field))) {
             return nullptr;
         }
-        void* elements = std::calloc(count, ElementSize(field));
+        void* elements = target.GetTable()->AllocateObject(size_t{count} * ElementSize(field));
         if (elements == nullptr) {
             PARAMETER_LOG_ERROR(m_entry.GetLogger(), "Failed to allocate %s\n", field.name);
         }
@@ -206,7 +206,7 @@ void UnloadPointer(Field const& field, unsigned char* values, ParameterFileSymbo
         if (field.kind != ParameterKind::String) {
             UnloadElements(field, elements, CountOf(values, field), table);
         }
-        std::free(elements);
+        table->FreeObject(elements);
     }
     StorePointer(values, field, nullptr);
 }

@@ -50,10 +50,7 @@ ParameterModule* ParameterDescribedModule::Create(ModuleData* data, DefaultModul
         return nullptr;
     }
     SymbolTableID(made->Values()) = id;
-    if (!defaults->AddModule(made)) {
-        delete made;
-        return nullptr;
-    }
+    defaults->AddModule(made);
     return made;
 }
 

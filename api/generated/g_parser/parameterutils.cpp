@@ -89,30 +89,29 @@ bool ParameterUtils::ReadString(char* value, unsigned char const* buffer, unsign
     return available >= fieldSize;
 }
 
+unsigned int ParameterUtils::TextLength(unsigned char const* buffer, unsigned int length,
+                                        unsigned int pos, unsigned int fieldSize) {
+    const unsigned int room = std::min(fieldSize, Available(length, pos));
+    if (buffer == nullptr || room == 0) {
+        return 0;
+    }
+    void const* nul = std::memchr(buffer + pos, 0, room);
+    return nul != nullptr
+               ? static_cast<unsigned int>(static_cast<unsigned char const*>(nul) - (buffer + pos))
+               : room;
+}
+
 char* ParameterUtils::ReadString(unsigned char const* buffer, unsigned int length,
                                  unsigned int* pos, unsigned int fieldSize,
                                  unsigned char alignment) {
     if (buffer == nullptr) {
         return nullptr;
     }
-    const unsigned int room = std::min(fieldSize, Available(length, *pos));
-    size_t characters = 0;
-    if (room > 0) {
-        void const* nul = std::memchr(buffer + *pos, 0, room);
-        characters =
-            nul != nullptr
-                ? static_cast<size_t>(static_cast<unsigned char const*>(nul) - (buffer + *pos))
-                : room;
+    const unsigned int room = TextLength(buffer, length, *pos, fieldSize) + 1;
+    char* text = static_cast<char*>(std::malloc(room));
+    if (text != nullptr) {
+        ReadString(text, buffer, length, pos, room, fieldSize, alignment, nullptr);
     }
-    char* text = static_cast<char*>(std::malloc(characters + 1));
-    if (text == nullptr) {
-        return nullptr;
-    }
-    if (characters > 0) {
-        std::memcpy(text, buffer + *pos, characters);
-    }
-    text[characters] = '\0';
-    Advance(pos, fieldSize, alignment);
     return text;
 }
 

@@ -7,6 +7,7 @@
 #include <unordered_map>
 
 #include "steadywarp/tuning/parameterfilesymboltableentry.h"
+#include "steadywarp/tuning/parameterpool.h"
 
 /// One object that payloads with the same content share.
 ///
@@ -77,8 +78,19 @@ class STEADYWARP_API ParameterFileSymbolTable {
     /// Offer an object to the readers of equal payloads. @return NULL if it is not shared.
     DupObjInfo* SetDupObject(bool isModule, unsigned int id, void* object, unsigned int count,
                              char const* file, unsigned int line);
-    /// Drop one user of an object. @return true if the caller must free it.
+    /// Drop one user of an object. @return true if the caller must free it, by FreeObject() if it
+    ///         came from AllocateObject().
     bool ReleaseDupObject(void* object);
+
+    /// Tell whether what is read lives as long as this table, as in buffer mode; in file mode it
+    /// comes and goes with its mode.
+    bool IsPooled() const { return m_file == nullptr; }
+    /// Memory that lives as long as this table. Not for two threads: while loading only.
+    ParameterPool& Pool() { return m_pool; }
+    /// Room for an object behind a pointer, all zero. @return NULL if memory is exhausted.
+    void* AllocateObject(size_t size);
+    /// Give back an object that AllocateObject() gave; in buffer mode it stays with the table.
+    void FreeObject(void* object);
 
     /// Change the number of users that want the file open.
     void FileReference(int adjust);
@@ -107,11 +119,17 @@ class STEADYWARP_API ParameterFileSymbolTable {
   private:
     friend class ParameterFileSymbolTableEntry;
 
+    // What Find() gives while the image is at hand.
+    struct KeptEntry {
+        unsigned char const* data;
+        uint32_t size;
+        uint32_t duplicateId;
+    };
     struct EntryData {
         uint32_t duplicateGroup;  // the record's DuplicateID until the groups are numbered
         uint32_t pos;
     };
-    using Entries = std::unique_ptr<ParameterFileSymbolTableEntry[]>;
+    using Entries = std::unique_ptr<KeptEntry[]>;
     using Lookup = std::unique_ptr<EntryData[]>;
     using Groups = std::unique_ptr<PList<DupObjInfo*>[]>;
 
@@ -127,17 +145,29 @@ class STEADYWARP_API ParameterFileSymbolTable {
         unsigned char const* bytes;
         unsigned int length;
     };
+    // What is gathered by ID while a table is read.
+    struct Gathered {
+        std::unique_ptr<uint32_t[]> duplicates;  // records of each DuplicateID
+        std::unique_ptr<ModuleData*[]> modules;  // of the symbol table only
+    };
 
     Table& Select(bool isModule) { return isModule || m_dataIsModule ? m_modules : m_data; }
     IParameterLoggingAPI* Logger() const;
+    // Tell whether a payload is known to have no equal, as most have none.
+    static bool StandsAlone(Table const& table, uint32_t id) {
+        return table.lookup != nullptr && id <= table.count && table.lookup[id].duplicateGroup == 0;
+    }
     bool SizeTable(Table& table, uint32_t size, uint32_t entrySize, char const* name);
     bool SectionFits(char const* name, uint32_t offset, uint32_t size) const;
     bool AllocateTable(Table& table);
     bool LoadTable(unsigned char const* buffer, bool isModule, uint32_t offset, uint32_t size);
     bool ReadTable(const TableImage& image, bool isModule);
-    bool ReadRecord(const TableImage& image, bool isModule, unsigned int* pos, uint32_t* counters);
+    bool ReadRecord(const TableImage& image, bool isModule, unsigned int* pos, Gathered& gathered);
+    void CheckDuplicate(SymbolRecord const& record, bool isModule) const;
+    bool LocatePayload(SymbolRecord const& record, uint32_t dataOffset, uint64_t* start) const;
+    bool KeepModuleData(SymbolRecord const& record, ModuleData** kept);
     void NumberGroups(Table& table, uint32_t* counters);
-    bool CollectModuleData(Table& table);
+    bool CollectModuleData(Table& table, ModuleData* const* modules);
     bool FindInFile(ParameterFileSymbolTableEntry& entry, Table& table, unsigned int id,
                     bool isModule);
     DupObjInfo* SearchGroup(PList<DupObjInfo*>& group, unsigned int count, char const* file,
@@ -164,7 +194,8 @@ class STEADYWARP_API ParameterFileSymbolTable {
     bool m_dataIsModule = true;  // no data table: pointers lead into the symbol table
     Table m_modules;
     Table m_data;
-    PList<ModuleData*> m_moduleData;
+    ParameterPool m_pool;
+    PList<ModuleData*> m_moduleData;  // in the pool
     ParameterMutex m_lock;
     std::unordered_map<void*, DupObjInfo*> m_objects;
 };

@@ -4,17 +4,19 @@
 #pragma once
 
 #include <algorithm>
+#include <optional>
 
 #include "steadywarp/tuning/parametermodule.h"
 #include "steadywarp/tuning/parameterutils.h"
 
 struct DupObjInfo;
+struct SymbolRecord;
 
 /// A cursor over one payload. Not safe for two threads.
 class STEADYWARP_API ParameterFileSymbolTableEntry {
   public:
     ParameterFileSymbolTableEntry() = default;
-    ~ParameterFileSymbolTableEntry();
+    ~ParameterFileSymbolTableEntry() { FreePayload(); }
     ParameterFileSymbolTableEntry(const ParameterFileSymbolTableEntry&) = delete;
     ParameterFileSymbolTableEntry& operator=(const ParameterFileSymbolTableEntry&) = delete;
 
@@ -33,8 +35,9 @@ class STEADYWARP_API ParameterFileSymbolTableEntry {
               unsigned int length, unsigned int* pos, unsigned int dataOffset,
               IModeTable* modeTable, bool isModule, unsigned char alignment);
 
-    /// Share the payload of `other` without owning it, with the position at its begin.
-    void CopyFrom(const ParameterFileSymbolTableEntry& other);
+    /// Attach to a payload in memory without owning it, with the position at its begin.
+    void PointAt(ParameterFileSymbolTable* table, uint32_t id, uint32_t duplicateId,
+                 unsigned char const* data, uint32_t size);
 
     /// Read a number of 4 or 8 bytes; a failed read moves nothing and is logged.
     template <typename T>
@@ -55,7 +58,7 @@ class STEADYWARP_API ParameterFileSymbolTableEntry {
     /// Read the number of an enumerator. @return 0, with `*ok` false, on a short read.
     unsigned int ReadEnum(bool* ok, unsigned char alignment);
     /// Read a string field of `count` bytes, or take the one that a duplicate payload gave before.
-    /// @param value receives a text to release with free() if the table says so.
+    /// @param value receives a text to give back to the table, see ReleaseDupObject().
     bool ReadString(char** value, unsigned int count, unsigned char alignment);
 
     /// @{
@@ -72,20 +75,22 @@ class STEADYWARP_API ParameterFileSymbolTableEntry {
     unsigned char const* GetPayload() const { return m_data; }
     uint32_t GetPos() const { return m_pos; }
     uint32_t GetSize() const { return m_size; }
-    ModuleData* GetModuleData() const { return m_moduleData; }
-    /// Give up the module data to the caller.
-    ModuleData* TakeModuleData();
-    /// Tell whether the last Load() had no memory for the module data.
-    bool IsOutOfMemory() const { return m_outOfMemory; }
+    /// What Load() found out of a module record that has a mode; NULL for any other entry.
+    ModuleData const* GetModuleData() const { return m_moduleData ? &*m_moduleData : nullptr; }
 
   private:
-    struct Record;
-    bool ParseRecord(unsigned char const* buffer, unsigned int length, unsigned int* pos,
-                     bool isModule, unsigned char alignment, Record& record);
-    void CheckDuplicate(bool isModule);
-    bool FetchPayload(ParameterBinaryFile* file, unsigned int dataOffset, const Record& record);
+    bool FetchPayload(ParameterBinaryFile* file, SymbolRecord const& record,
+                      unsigned int dataOffset);
     void ReportShortRead(size_t size) const;
-    void FreePayload();
+    void FreePayload() {
+        if (m_owner != nullptr) {
+            std::free(const_cast<unsigned char*>(m_data));
+        }
+        m_data = nullptr;
+        m_owner = nullptr;
+        m_pos = 0;
+        m_size = 0;
+    }
 
     ParameterFileSymbolTable* m_table = nullptr;
     ParameterSetManager* m_setManager = nullptr;
@@ -95,6 +100,5 @@ class STEADYWARP_API ParameterFileSymbolTableEntry {
     char const* m_owner = nullptr;  // file name if the payload is this entry's own
     uint32_t m_pos = 0;
     uint32_t m_size = 0;
-    ModuleData* m_moduleData = nullptr;
-    bool m_outOfMemory = false;
+    std::optional<ModuleData> m_moduleData;
 };

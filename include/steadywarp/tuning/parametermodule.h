@@ -4,6 +4,7 @@
 #pragma once
 
 #include <atomic>
+#include <new>
 
 #include "steadywarp/tuning/parametertypes.h"
 
@@ -18,14 +19,11 @@ class STEADYWARP_API ModuleData {
     /// Room for a type name as a record holds it, the nul included.
     static constexpr unsigned int kTypeSize = 33;
 
-    ~ModuleData();
-    ModuleData(const ModuleData&) = delete;
-    ModuleData& operator=(const ModuleData&) = delete;
-
-    /// Make the data of one record; the texts are copied. @return NULL if memory is exhausted.
-    static ModuleData* Make(uint32_t id, uint32_t duplicateId, IModeTable* modeTable,
-                            char const* type, const VersionUnion& version, uint32_t modeId,
-                            ParameterSetManager* setManager, ParameterFileSymbolTable* table);
+    /// @param type a type name as a record holds it; copied, and cut to fit.
+    /// @param modeTable finds the mode; may be NULL.
+    ModuleData(uint32_t id, uint32_t duplicateId, IModeTable* modeTable, char const* type,
+               VersionUnion const& version, uint32_t modeId, ParameterSetManager* setManager,
+               ParameterFileSymbolTable* table);
 
     /// Shorten a module name to the type name of a record: without a leading "tessaline_" or
     /// "tessaline", in any case of letters, if something follows; a rest above 32 characters
@@ -33,24 +31,26 @@ class STEADYWARP_API ModuleData {
     /// @param out receives at most 33 bytes, the nul included.
     static void GetType(char* out, char const* name);
 
-    uint32_t ID = 0;
-    uint32_t DuplicateID = 0;
-    char* Type = nullptr;
+    uint32_t ID;
+    uint32_t DuplicateID;
+    char Type[kTypeSize] = {};  ///< zero behind the text
     VersionUnion Version;
-    uint32_t ModeId = 0;
-    ModeEntry* Mode = nullptr;  ///< NULL once the mode tree of this load is gone
-    char* ModePath = nullptr;   ///< numeric path of the mode; NULL if the mode is unknown
-    ParameterSetManager* SetManager = nullptr;
-    ParameterFileSymbolTable* SymbolTable = nullptr;
+    uint32_t ModeId;
+    ModeEntry* Mode;       ///< NULL once the mode tree of this load is gone
+    char const* ModePath;  ///< numeric path of the mode, in the table's keeping; NULL if unknown
+    ParameterSetManager* SetManager;
+    ParameterFileSymbolTable* SymbolTable;
+};
 
-  private:
-    ModuleData() = default;
+/// A module in the row of its type.
+struct ModuleLink {
+    ParameterModule* module;
+    ModuleLink* next;
 };
 
 /// Every instance of one module type, in the order of their making.
 ///
-/// Instances change from one row to another without an allocation, so that taking them out of use
-/// cannot fail.
+/// The links lie in the instances, so that neither entering one nor taking it out of use can fail.
 class STEADYWARP_API DefaultModule {
   public:
     /// @param classObject makes the instances; owned from here on. NULL for a row of instances
@@ -64,8 +64,8 @@ class STEADYWARP_API DefaultModule {
     ParameterModule* GetClassObject() const { return m_classObject; }
     /// Find the first instance without data, or with this record ID. @return NULL if none.
     ParameterModule* Find(uint32_t id) const;
-    /// Append an instance, which is owned from here on. @return false if memory is exhausted.
-    bool AddModule(ParameterModule* module);
+    /// Append an instance that stands in no row; owned from here on.
+    void AddModule(ParameterModule* module);
     /// Unlink an instance without deleting it. @return false if it is not linked.
     bool RemoveModule(ParameterModule const* module);
     /// Unlink the first instance and give it up. @return NULL if there is none.
@@ -80,11 +80,6 @@ class STEADYWARP_API DefaultModule {
     bool Uses(ParameterFileSymbolTable const* table) const;
 
   private:
-    struct ModuleLink {
-        ParameterModule* module;
-        ModuleLink* next;
-    };
-
     ModuleLink* Unlink(ParameterModule const* module);
     void Append(ModuleLink* link);
 
@@ -104,6 +99,19 @@ class STEADYWARP_API ParameterModule {
     virtual ~ParameterModule();
     ParameterModule(const ParameterModule&) = delete;
     ParameterModule& operator=(const ParameterModule&) = delete;
+
+    /// @name Memory of modules
+    /// `new (data) Module(...)` makes an instance in the memory of the load that `data` belongs to,
+    /// where instances live as long as the load, else on the heap; the other forms make it on the
+    /// heap. `delete` knows where it lies.
+    /// @{
+    static void* operator new(size_t size, ModuleData const* data) noexcept;
+    static void* operator new(size_t size, std::nothrow_t const&) noexcept;
+    static void* operator new(size_t size);
+    static void operator delete(void* module) noexcept { Free(module); }
+    static void operator delete(void* module, ModuleData const*) noexcept { Free(module); }
+    static void operator delete(void* module, std::nothrow_t const&) noexcept { Free(module); }
+    /// @}
 
     /// Give the instance for a record: an existing one for a duplicate, else a new one that
     /// `defaults` owns. @return NULL if the record is of another type or version.
@@ -155,6 +163,12 @@ class STEADYWARP_API ParameterModule {
     void MarkUnloaded() { m_loaded = false; }
 
   private:
+    friend class DefaultModule;
+
+    static void* Place(void* room, bool pooled);
+    static void Free(void* module);
+
+    ModuleLink m_link{this, nullptr};
     char const* m_name;
     char m_type[ModuleData::kTypeSize] = {};
     VersionUnion m_version;

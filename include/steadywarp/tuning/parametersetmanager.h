@@ -11,23 +11,37 @@
 #include <string>
 
 #include "steadywarp/tuning/parameterfilesymboltable.h"
+#include "steadywarp/tuning/parameterhashmap.h"
+#include "steadywarp/tuning/parametertypekey.h"
 
 class ParameterDialinWorker;
 
 /// A module in a mode, and how many users hold it.
 struct ModuleReference {
-    ParameterModule* module = nullptr;
+    explicit ModuleReference(ParameterModule* held) : module(held) {}
+    /// For a mode's list as it grows, while nobody else counts.
+    ModuleReference(const ModuleReference& other)
+        : module(other.module), references(other.references.load()), hash(other.hash) {}
+    ModuleReference& operator=(const ModuleReference&) = delete;
+
+    char const* TypeName() const { return module->GetModuleType(); }
+
+    ParameterModule* module;
     std::atomic<uint32_t> references{0};
+    uint32_t hash = 0;
 };
 
 /// One node of the mode tree.
 ///
 /// Operations that read children or modules act on the mode that the links lead to. The tree lock
 /// of the set manager guards the shape; the module lock guards the modules and their counts.
+///
+/// Lies in the memory of the load that it belongs to, and so do its path and its list of modules.
 class STEADYWARP_API ModeEntry {
   public:
     /// @param logger logs in this mode's name; may be NULL.
-    explicit ModeEntry(IParameterLoggingAPI* logger) : m_logger(logger) {}
+    /// @param pool the memory of the load; outlives this mode.
+    ModeEntry(IParameterLoggingAPI* logger, ParameterPool& pool) : m_logger(logger), m_pool(pool) {}
     ~ModeEntry() = default;
     ModeEntry(const ModeEntry&) = delete;
     ModeEntry& operator=(const ModeEntry&) = delete;
@@ -35,17 +49,23 @@ class STEADYWARP_API ModeEntry {
     /// @param link slot in the mode table of the mode that really holds the modules, or NULL.
     void Initialize(uint32_t id, const ModeUnion& mode, ModeEntry** link, bool loaded,
                     bool resident);
-    /// Append a child.
-    void AddMode(ModeEntry* child);
+    /// Append a child. @return false if memory is exhausted.
+    bool AddMode(ModeEntry* child);
+    /// Make the numeric path, once the place in the tree is known.
+    /// @return false if memory is exhausted. A path of more than 127 characters is none.
+    bool MakePath();
     /// Find the first child with this mode and sub-mode, in file order. @return NULL if none.
     ModeEntry* FindMode(TuningMode const* step);
     /// Find a chain of descendants that matches `count - index` of the steps, in any order.
     ModeEntry* FindMode(TuningMode const* steps, unsigned int count, unsigned int index);
     /// Write the numeric path from the root. @return false, with an empty text, if it does not fit.
     bool GetModePath(char* path, unsigned int size) const;
+    /// The numeric path from the root, valid for the life of the load; NULL if it is too long.
+    char const* GetPath() const { return m_path; }
 
     /// Find a module by its type name. @return NULL if there is none.
     ParameterModule* FindModule(std::string const* name);
+    ParameterModule* FindModule(ParameterTypeKey const& key);
     /// Take a module under its type name. @return false if memory is exhausted.
     bool AddModule(ParameterModule* module);
     /// Put a module in the place of the one with its type name. Cannot fail for memory.
@@ -76,7 +96,26 @@ class STEADYWARP_API ModeEntry {
 
   private:
     friend class ParameterSetManager;
-    using Modules = std::unordered_map<std::string, ModuleReference>;
+    // A child by its step; the first one of a step answers for it.
+    struct Child {
+        explicit Child(ModeEntry* mode) : entry(mode) {}
+        ModeEntry* entry;
+        uint32_t hash = 0;
+    };
+    class StepKey {
+      public:
+        explicit StepKey(ModeUnion const& mode)
+            : m_step(uint32_t{mode.mode} << 16 | mode.subMode) {}
+        explicit StepKey(TuningMode const& step) : m_step(step.mode << 16 | step.subMode) {}
+        uint32_t Hash() const { return m_step ^ m_step >> 16; }
+        bool Matches(Child const& child) const {
+            return StepKey(child.entry->m_mode).m_step == m_step;
+        }
+
+      private:
+        uint32_t m_step;
+    };
+    using Modules = ParameterHashMap<ModuleReference>;
 
     ModeEntry* Resolve();
     ModeEntry* Search(TuningMode const* steps, unsigned int count, unsigned int index,
@@ -92,8 +131,11 @@ class STEADYWARP_API ModeEntry {
     ModeEntry* m_firstChild = nullptr;
     ModeEntry* m_lastChild = nullptr;
     ModeEntry* m_nextSibling = nullptr;
+    char const* m_path = nullptr;
+    ParameterHashMap<Child> m_children;
     Modules m_modules;
     IParameterLoggingAPI* m_logger;
+    ParameterPool& m_pool;
 };
 
 /// Owner of one tuning file's modules.
@@ -265,6 +307,14 @@ class STEADYWARP_API ParameterSetManager : public IModeTable, public IParameterD
         unsigned int fileLength;  // bytes of the whole file
         ParameterBinaryFile* file;
     };
+    // The row of a type in the catalogue.
+    struct CatalogueRow {
+        explicit CatalogueRow(DefaultModule* defaults) : row(defaults) {}
+        char const* TypeName() const { return row->GetClassObject()->GetModuleType(); }
+
+        DefaultModule* row;
+        uint32_t hash = 0;
+    };
     struct ModeRecord;
     struct LoadRequest;
     // The locks under which a module is looked up and read.
@@ -305,6 +355,7 @@ class STEADYWARP_API ParameterSetManager : public IModeTable, public IParameterD
     bool CreateDefaultMode();
     bool AllocateModes(uint32_t count);
     ModeEntry* NewMode();
+    bool MakePath(ModeEntry* entry);
     bool ReadModeRecords(unsigned char const* bytes, uint32_t size, unsigned char alignment);
     bool CheckModeRecord(const ModeRecord& record);
     bool PlaceMode(const ModeRecord& record);
@@ -362,10 +413,11 @@ class STEADYWARP_API ParameterSetManager : public IModeTable, public IParameterD
     bool m_quietMissingModules = false;
     std::atomic<bool> m_startService{true};
     std::unique_ptr<ParameterDialinWorker> m_worker;
-    std::unordered_map<std::string, DefaultModule*> m_defaultModules;
+    ParameterPool m_catalogueMemory;
+    ParameterHashMap<CatalogueRow> m_defaultModules;
     ParameterFileSymbolTable* m_symbolTable = nullptr;
     ParameterMutex m_moduleLock{this};
-    ParameterMutex m_treeLock{this};
+    ParameterMutex m_treeLock{this, true};
     ParameterMutex m_controlLock{this};
     uint32_t m_modeCacheSize = 0;
     bool m_fileModeEnabled = false;

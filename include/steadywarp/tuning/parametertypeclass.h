@@ -72,7 +72,7 @@ class ParameterTypeClass final : public ParameterDescribedModule, public Type {
     ParameterModuleDescriptor const& Descriptor() const override { return Type::kModule; }
     void* Values() override { return static_cast<Type*>(this); }
     ParameterDescribedModule* New(ModuleData* data) const override {
-        return new (std::nothrow) ParameterTypeClass(GetModuleName(), data);
+        return new (data) ParameterTypeClass(GetModuleName(), data);
     }
 };
 

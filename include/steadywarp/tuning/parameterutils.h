@@ -10,11 +10,11 @@
 #include <sys/stat.h>
 
 #include <array>
+#include <atomic>
 #include <condition_variable>
 #include <cstdio>
 #include <map>
 #include <mutex>
-#include <thread>
 
 #include "steadywarp/tuning/parametertypes.h"
 
@@ -28,7 +28,12 @@ class STEADYWARP_API ParameterUtils {
                            unsigned int* pos, unsigned int valueSize, unsigned int fieldSize,
                            unsigned char alignment, IParameterLoggingAPI* logger);
 
-    /// As above, into a new string of the characters before the first nul.
+    /// Tell how many characters a string field at `pos` has before its first nul, or before the end
+    /// of the field or of the buffer.
+    static unsigned int TextLength(unsigned char const* buffer, unsigned int length,
+                                   unsigned int pos, unsigned int fieldSize);
+
+    /// Read a string field into a new string of the characters before the first nul.
     /// @return NULL if `buffer` is NULL or memory is exhausted; release with free().
     static char* ReadString(unsigned char const* buffer, unsigned int length, unsigned int* pos,
                             unsigned int fieldSize, unsigned char alignment);
@@ -75,10 +80,16 @@ class STEADYWARP_API ParameterUtils {
 /// A thread may lock again in the mode it holds; the writer may read; a thread that is the only
 /// reader may become the writer. Two readers that both want to become the writer wait for ever:
 /// hold nothing when asking for the exclusive mode.
+///
+/// A reader that meets no writer neither takes the inner mutex nor writes what other readers write:
+/// it counts in a slot of its own. Writers look at all slots. Readers of a lock that is mostly read
+/// do without a memory fence, which is most of what they cost; a writer then makes one for all
+/// threads, which takes microseconds.
 class STEADYWARP_API ParameterMutex {
   public:
     /// @param logger told of an Unlock() without its Lock(); may be NULL.
-    explicit ParameterMutex(IParameterLoggingAPI* logger = nullptr) : m_logger(logger) {}
+    /// @param mostlyRead readers pay next to nothing, writers some microseconds.
+    explicit ParameterMutex(IParameterLoggingAPI* logger = nullptr, bool mostlyRead = false);
     ParameterMutex(const ParameterMutex&) = delete;
     ParameterMutex& operator=(const ParameterMutex&) = delete;
 
@@ -88,13 +99,33 @@ class STEADYWARP_API ParameterMutex {
     void Unlock(bool shared);
 
   private:
-    bool OthersWrite(std::thread::id self) const;
-    bool OthersRead(std::thread::id self) const;
+    using Thread = uintptr_t;  // 0 for none
+    // The first thread that comes by owns a slot for good, or whoever inherits its ID.
+    struct ReaderSlot {
+        std::atomic<Thread> owner{0};
+        std::atomic<uint32_t> count{0};
+    };
+    static constexpr size_t kSlots = 16;
+
+    static Thread Self();
+    ReaderSlot* SlotOf(Thread self);
+    void LockShared(Thread self);
+    void LockSharedSlowly(Thread self, ReaderSlot* slot);
+    void LockExclusive(Thread self);
+    void UnlockShared(Thread self);
+    void UnlockExclusive(Thread self);
+    bool TryToWrite(Thread self);
+    bool OthersWrite(Thread self) const;
+    bool OthersHaveSlots(Thread self) const;
+    bool OthersRead(Thread self) const;
 
     std::mutex m_mutex;
-    int32_t m_writeCount = 0;
-    std::thread::id m_writer;
-    std::map<std::thread::id, uint32_t> m_readCounts;
+    bool m_writersFence;              // for the readers too
+    std::atomic<Thread> m_writer{0};  // changes under the mutex
+    int32_t m_writeCount = 0;         // the writer's own
+    std::atomic<uint32_t> m_waiting{0};
+    ReaderSlot m_slots[kSlots];
+    std::map<Thread, uint32_t> m_readCounts;  // of threads without a slot
     std::condition_variable m_changed;
     IParameterLoggingAPI* m_logger;
 };

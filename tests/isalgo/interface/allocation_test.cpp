@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-// Memory: all of it at the start, none per frame, and every failure survived.
+// Memory: all of it at the start, none per frame, and every failure survived. Nor does a frame
+// lock.
 #include <gtest/gtest.h>
 
+#include <mutex>
 #include <vector>
 
 #include "support/allocation_counter.hpp"
+#include "support/lock_counter.hpp"
 #include "support/records.hpp"
 #include "support/stream.hpp"
 
@@ -171,7 +174,11 @@ TEST(Allocation, EveryFailureAtTheStartIsReportedAndLeaksNothing) {
     }
 }
 
-TEST(Allocation, FramesAllocateNothing) {
+TEST(Allocation, FramesAllocateAndLockNothing) {
+    std::mutex mutex;
+    const size_t locks_before = lock_count();
+    { const std::lock_guard<std::mutex> lock(mutex); }
+    ASSERT_EQ(lock_count(), locks_before + 1) << "locks are not counted";
     for (const Configuration& c : configurations()) {
         Instance instance(c.common, c.sensors);
         Stream stream(instance.get());
@@ -200,6 +207,7 @@ TEST(Allocation, FramesAllocateNothing) {
         size_t frames = 0;
         testing::internal::CaptureStderr();
         const size_t before = allocation_count();
+        const size_t unlocked = lock_count();
         for (uint64_t sof = 2000000; sof < 7000000; sof += 33333) {
             if (sof > 5500000 && sof < 6300000) {
                 continue;
@@ -208,8 +216,10 @@ TEST(Allocation, FramesAllocateNothing) {
             frames += memory.output.output_valid ? 1 : 0;
         }
         const size_t after = allocation_count();
+        const size_t locks = lock_count() - unlocked;
         const std::string log = testing::internal::GetCapturedStderr();
         EXPECT_EQ(after, before) << c.what;
+        EXPECT_EQ(locks, 0u) << c.what;
         if (c.common.is_type == IS_TYPE_EIS_2_0) {
             EXPECT_GT(frames, 100u) << c.what;
             const bool looks_at_motion =

@@ -522,9 +522,10 @@ TEST(Boundary, SeesDistortionInTheCropsCoordinates) {
     EXPECT_NEAR(box.points[0].x, (480.0 + 8.0 - 192.0) / 0.8, 1e-9);
     EXPECT_NEAR(box.points[0].y, (270.0 - 4.0 - 108.0) / 0.8, 1e-9);
     // The way there and back, between two crops that differ.
-    const Point2 there = optics.distortion.undistort({100, 200}, input.windows);
+    const Point2 there =
+        DistortionInCrop::undistorting(optics.distortion, input.windows).apply({100, 200});
     EXPECT_NEAR(there.x, (480.0 + 50.0 + 8.0 - 192.0) / 0.8, 1e-9);
-    const Point2 on = optics.distortion.distort(there, input.windows);
+    const Point2 on = DistortionInCrop::distorting(optics.distortion, input.windows).apply(there);
     EXPECT_NEAR(on.x, 100.0 + 2 * 8.0 / 0.5, 1e-9);
     EXPECT_NEAR(on.y, 200.0 - 2 * 4.0 / 0.5, 1e-9);
 }

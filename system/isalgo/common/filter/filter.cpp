@@ -2,10 +2,10 @@
 #include "filter/filter.hpp"
 
 #include <algorithm>
-#include <cmath>
 
 #include "base/eis_log.hpp"
 #include "filter/breach_control.hpp"
+#include "platform/fused.hpp"
 #include "steadywarp/eis.h"
 
 namespace steadywarp {
@@ -21,9 +21,9 @@ constexpr double kSettleWeight = 0.30000001192092896;
 Vec3<double> blended_correction(const Vec3<double>& filtered, const Vec3<double>& alternative,
                                 double alpha, const Vec3<double>& orientation) {
     const Vec3<double> away = alternative - filtered;
-    return {std::fma(alpha, away.x, filtered.x) - orientation.x,
-            std::fma(alpha, away.y, filtered.y) - orientation.y,
-            std::fma(alpha, away.z, filtered.z) - orientation.z};
+    return {platform::Fused(alpha, away.x, filtered.x) - orientation.x,
+            platform::Fused(alpha, away.y, filtered.y) - orientation.y,
+            platform::Fused(alpha, away.z, filtered.z) - orientation.z};
 }
 
 }  // namespace

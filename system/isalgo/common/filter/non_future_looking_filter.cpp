@@ -10,6 +10,10 @@
 namespace steadywarp {
 namespace {
 
+using platform::Double4;
+using platform::Float4;
+using platform::Int4;
+
 constexpr double kPi = 3.141592653589793;
 
 // Frames shorter than this come at twice the usual rate or more: windows count twice the frames.
@@ -30,9 +34,9 @@ constexpr double kFade = 0.9;
 constexpr uint32_t kMostFrames = 120;
 constexpr uint32_t kLeastFrames = 10;
 // So many changes mean shake, which is worth a longer window.
-constexpr uint32_t kShakeChanges = 4;
+constexpr int32_t kShakeChanges = 4;
 // A single change means a slow sweep that the view should follow.
-constexpr uint32_t kSweepChanges = 1;
+constexpr int32_t kSweepChanges = 1;
 constexpr uint32_t kWindowStep = 2;
 
 uint32_t one_step_toward(uint32_t value, uint32_t target) {
@@ -50,6 +54,49 @@ uint32_t breach_shrink(double alpha) {
     return alpha > 0.2 ? 6 : 4;
 }
 
+// Add entries `from` to `to` in their order, all axes side by side.
+void add_up(const Float4* values, uint32_t from, uint32_t to, Float4& sum) {
+#pragma GCC unroll 4
+    for (uint32_t i = from; i < to; ++i) {
+        sum += values[i];
+    }
+}
+
+// Which lanes lie above and below their mean; a lane that is true is -1.
+struct Sides {
+    Int4 above;
+    Int4 below;
+
+    Sides(const Float4& value, const Float4& mean) : above(value > mean), below(value < mean) {}
+    // The lanes that came to one of the sides since `before`.
+    [[gnu::always_inline]] void add_arrivals(const Sides& before, Int4& changes) const {
+        changes -= (above & ~before.above) | (below & ~before.below);
+    }
+};
+
+// How often the values of each axis go from one side of their mean to the other, or leave it.
+void count_sign_changes(const Float4* values, uint32_t n, const Float4& mean, Int4& changes) {
+    changes = Int4{};
+    Sides even(values[0], mean);
+    uint32_t i = 1;
+    for (; i + 2 <= n; i += 2) {
+        const Sides odd(values[i], mean);
+        odd.add_arrivals(even, changes);
+        even = Sides(values[i + 1], mean);
+        even.add_arrivals(odd, changes);
+    }
+    if (i < n) {
+        Sides(values[i], mean).add_arrivals(even, changes);
+    }
+    // Values that are out of range have no mean to lie about; nothing changes then.
+    const Float4 none = mean - mean;
+    changes &= none == none;
+}
+
+bool all_shake(const Int4& changes) {
+    return std::min({changes[0], changes[1], changes[2]}) >= kShakeChanges;
+}
+
 }  // namespace
 
 NonFutureLookingFilter_TimeVaryingWin::NonFutureLookingFilter_TimeVaryingWin(
@@ -57,8 +104,7 @@ NonFutureLookingFilter_TimeVaryingWin::NonFutureLookingFilter_TimeVaryingWin(
     const FilterNFL_TimeVaryingW_Params* params, uint32_t& status)
     : Filter(cameras, blur, num_sensors, params->blend, params->blend_blur, params->buffer_size,
              status),
-      _params(*params),
-      _orientation_history(kHistoryCapacity) {
+      _params(*params) {
     if (status != EIS_SUCCESS) {
         EIS_ERR("IS0005", "Invalid status value");
         return;
@@ -115,47 +161,51 @@ void NonFutureLookingFilter_TimeVaryingWin::follow_frame_rate(uint32_t frame_tim
     _params.window_max = one_step_toward(_params.window_max, targets.window_max);
 }
 
-uint32_t NonFutureLookingFilter_TimeVaryingWin::count_sign_changes(uint32_t axis,
-                                                                   uint32_t num_frames) const {
-    const uint32_t n = std::min(num_frames, _orientation_history.size());
-    const uint32_t newest = _orientation_history.size() - 1;
-    std::array<float, kMostFrames> values{};
-    float sum = 0.0f;
-    for (uint32_t i = 0; i < n; ++i) {
-        values[i] = static_cast<float>(_orientation_history[newest - i][axis]);
-        sum += values[i];
+// The larger number of changes among all frames looked at and among their newest half, which is not
+// asked where all of them have enough.
+std::array<int32_t, 3> NonFutureLookingFilter_TimeVaryingWin::most_sign_changes() const {
+    const uint32_t history = _params.history_length;
+    const uint32_t wanted = history >= kMostFrames ? kMostFrames : std::max(history, kLeastFrames);
+    const uint32_t all = std::min(wanted, _orientation_history.size());
+    const uint32_t half = std::min(wanted / 2, _orientation_history.size());
+    const Float4* values = _orientation_history.singles();
+    Float4 sum{};
+    add_up(values, 0, half, sum);
+    const Float4 mean_of_half = sum / static_cast<float>(half);
+    add_up(values, half, all, sum);
+    Int4 changes;
+    count_sign_changes(values, all, sum / static_cast<float>(all), changes);
+    Int4 changes_of_half = changes;
+    if (!all_shake(changes)) {
+        count_sign_changes(values, half, mean_of_half, changes_of_half);
     }
-    const float mean = sum / static_cast<float>(n);
-    uint32_t changes = 0;
-    for (uint32_t i = 0; i + 1 < n; ++i) {
-        const float a = values[i] - mean;
-        const float b = values[i + 1] - mean;
-        changes += (a <= 0.0f && b > 0.0f) || (a >= 0.0f && b < 0.0f) ? 1 : 0;
+    std::array<int32_t, 3> most;
+    for (uint32_t axis = 0; axis < 3; ++axis) {
+        most[axis] = std::max(changes[axis], changes_of_half[axis]);
     }
-    return changes;
+    return most;
 }
 
-void NonFutureLookingFilter_TimeVaryingWin::update_window(uint32_t axis) {
-    uint32_t& window = _window[axis];
+void NonFutureLookingFilter_TimeVaryingWin::update_windows() {
     if (is_starting()) {
-        window = std::min(frame_counter() + 1, _params.window_min);
+        _window.fill(std::min(frame_counter() + 1, _params.window_min));
         return;
     }
     if (_future_alpha[0] > 1.0) {
         const uint32_t shrink = breach_shrink(_future_alpha[0]);
-        window = std::max({window - std::min(window, shrink), _params.window_floor, 1u});
+        for (uint32_t& window : _window) {
+            window = std::max({window - std::min(window, shrink), _params.window_floor, 1u});
+        }
         return;
     }
-    const uint32_t history = _params.history_length;
-    const bool is_long = history >= kMostFrames;
-    const uint32_t all = is_long ? kMostFrames : std::max(history, kLeastFrames);
-    const uint32_t half = is_long ? kMostFrames / 2 : std::max(history, kLeastFrames) / 2;
-    const uint32_t changes =
-        std::max(count_sign_changes(axis, all), count_sign_changes(axis, half));
-    if (changes >= kShakeChanges) {
-        window = std::min(window + kWindowStep, _params.window_max);
-    } else if (changes == kSweepChanges && window >= _params.window_min + kWindowStep) {
-        window = std::max({window - kWindowStep, _params.window_min, 1u});
+    const std::array<int32_t, 3> changes = most_sign_changes();
+    for (uint32_t axis = 0; axis < 3; ++axis) {
+        uint32_t& window = _window[axis];
+        if (changes[axis] >= kShakeChanges) {
+            window = std::min(window + kWindowStep, _params.window_max);
+        } else if (changes[axis] == kSweepChanges && window >= _params.window_min + kWindowStep) {
+            window = std::max({window - kWindowStep, _params.window_min, 1u});
+        }
     }
 }
 
@@ -164,19 +214,30 @@ double NonFutureLookingFilter_TimeVaryingWin::average(uint32_t axis) const {
     if (window == 0) {
         return 0.0;
     }
-    const Kernel& kernel = _kernel[_window[axis] - 1];
-    const uint32_t newest = _orientation_history.size() - 1;
+    const float* kernel = _kernel[_window[axis] - 1].data();
+    const double* angles = _orientation_history.angles(axis);
     double sum = 0.0;
-    for (uint32_t j = 0; j < window; ++j) {
-        sum += static_cast<double>(kernel[j]) * _orientation_history[newest - j][axis];
+    // Four products at a time; they are added one by one, newest first.
+    const float* const end = kernel + window;
+    const float* const end_of_fours = end - window % 4;
+    for (; kernel != end_of_fours; kernel += 4, angles += 4) {
+        Float4 weights;
+        Double4 values;
+        platform::LoadLanes(kernel, weights);
+        platform::LoadLanes(angles, values);
+        values *= __builtin_convertvector(weights, Double4);
+        sum = sum + values[0] + values[1] + values[2] + values[3];
+    }
+    for (; kernel != end; ++kernel, ++angles) {
+        sum += static_cast<double>(*kernel) * *angles;
     }
     return sum;
 }
 
 uint32_t NonFutureLookingFilter_TimeVaryingWin::filter_core(const FrameRings& rings) {
     follow_frame_rate(rings.inputs.oldest().frame_time);
+    update_windows();
     for (uint32_t axis = 0; axis < 3; ++axis) {
-        update_window(axis);
         double output = average(axis);
         if (is_starting()) {
             const float part = static_cast<float>(frame_counter()) /

@@ -8,6 +8,7 @@
 #include <cstdint>
 
 #include "filter/filter.hpp"
+#include "filter/orientation_history.hpp"
 
 namespace steadywarp {
 
@@ -15,8 +16,6 @@ class NonFutureLookingFilter_TimeVaryingWin final : public Filter {
   public:
     /// Longest window, frames.
     static constexpr uint32_t kMaxWindow = 100;
-    /// Orientations kept, frames.
-    static constexpr uint32_t kHistoryCapacity = 240;
 
     /// @param cameras one per sensor; must outlive the filter.
     /// @param status set on failure; a buffer above 1 is refused.
@@ -40,12 +39,12 @@ class NonFutureLookingFilter_TimeVaryingWin final : public Filter {
 
     void follow_frame_rate(uint32_t frame_time_us);
     bool is_starting() const { return frame_counter() + 1 < _params.history_length; }
-    void update_window(uint32_t axis);
-    uint32_t count_sign_changes(uint32_t axis, uint32_t num_frames) const;
+    void update_windows();
+    std::array<int32_t, 3> most_sign_changes() const;
     double average(uint32_t axis) const;
 
     FilterNFL_TimeVaryingW_Params _params;
-    OrientationRing _orientation_history;
+    OrientationHistory _orientation_history;
     std::array<uint32_t, 3> _window{};
     /// Row L - 1 is the window of L frames, newest first, sum 1; the rest of the row is 0.
     std::array<Kernel, kMaxWindow> _kernel{};

@@ -5,12 +5,16 @@
 
 namespace steadywarp {
 
-Matrix3 rotation_to_homography(const Camera& camera, const Vec3<double>& angles,
-                               double focal_scale) {
-    const double fx = camera.focal_x / focal_scale;
-    const double fy = camera.focal_y / focal_scale;
-    const double cx = camera.center_x;
-    const double cy = camera.center_y;
+TurnedCamera::TurnedCamera(const Camera& camera, double focal_scale)
+    : _focal_x(camera.focal_x / focal_scale),
+      _focal_y(camera.focal_y / focal_scale),
+      _x_by_y(_focal_x / _focal_y),
+      _y_by_x(_focal_y / _focal_x),
+      _center_x(camera.center_x),
+      _center_y(camera.center_y) {}
+
+Matrix3 TurnedCamera::homography(const Vec3<double>& angles) const {
+    // Sine and cosine of one angle side by side: the compiler asks the C library for both at once.
     const double sin_x = std::sin(angles.x);
     const double cos_x = std::cos(angles.x);
     const double sin_y = std::sin(angles.y);
@@ -31,23 +35,23 @@ Matrix3 rotation_to_homography(const Camera& camera, const Vec3<double>& angles,
 
     // About the optical centre: diag(fx, fy, 1) R diag(1 / fx, 1 / fy, 1).
     const double g00 = r00;
-    const double g01 = r01 * (fx / fy);
-    const double g02 = r02 * fx;
-    const double g10 = r10 * (fy / fx);
+    const double g01 = r01 * _x_by_y;
+    const double g02 = r02 * _focal_x;
+    const double g10 = r10 * _y_by_x;
     const double g11 = r11;
-    const double g12 = r12 * fy;
-    const double g20 = r20 / fx;
-    const double g21 = r21 / fy;
+    const double g12 = r12 * _focal_y;
+    const double g20 = r20 / _focal_x;
+    const double g21 = r21 / _focal_y;
     const double g22 = r22;
 
     // From and to the corner: T(center) G T(-center). No turn gives the identity to the last bit.
-    const double h00 = g00 + cx * g20;
-    const double h01 = g01 + cx * g21;
-    const double h10 = g10 + cy * g20;
-    const double h11 = g11 + cy * g21;
-    return {h00, h01, g02 + cx * g22 - h00 * cx - h01 * cy,
-            h10, h11, g12 + cy * g22 - h10 * cx - h11 * cy,
-            g20, g21, g22 - g20 * cx - g21 * cy};
+    const double h00 = g00 + _center_x * g20;
+    const double h01 = g01 + _center_x * g21;
+    const double h10 = g10 + _center_y * g20;
+    const double h11 = g11 + _center_y * g21;
+    return {h00, h01, g02 + _center_x * g22 - h00 * _center_x - h01 * _center_y,
+            h10, h11, g12 + _center_y * g22 - h10 * _center_x - h11 * _center_y,
+            g20, g21, g22 - g20 * _center_x - g21 * _center_y};
 }
 
 }  // namespace steadywarp

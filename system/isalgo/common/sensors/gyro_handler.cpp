@@ -6,6 +6,7 @@
 
 #include "base/eis_log.hpp"
 #include "base/numeric.hpp"
+#include "base/vec3.hpp"
 #include "sensors/bias_estimator.hpp"
 
 namespace steadywarp {
@@ -18,6 +19,11 @@ constexpr uint32_t kLeastCapacity = 128;
 constexpr double kFramesHeld = 6.0;
 constexpr double kRateReserve = 1.25;
 constexpr double kSlowestFps = 24.0;
+
+bool is_finite(const _sample_data_s& sample) {
+    return std::isfinite(sample.data[0]) && std::isfinite(sample.data[1]) &&
+           std::isfinite(sample.data[2]);
+}
 
 }  // namespace
 
@@ -32,44 +38,41 @@ GyroHandler::GyroHandler(const SensorInitInfo& info, uint32_t& status)
       MultiSensorDataBuffer(kNumAxes, info.buffer_size, 1, kName, status) {}
 
 void GyroHandler::integrate_gyro(const is_sample_array& samples, bool is_still) {
+    const BiasEstimatorSingleton& estimator = BiasEstimatorSingleton::instance(nullptr);
+    const Vec3<double> bias = {estimator.bias[0], estimator.bias[1], estimator.bias[2]};
+    const RingBuffer<_sample_data_s>& orientations = MultiSensorDataBuffer::samples();
+    _sample_data_s last = last_sample();
     for (uint32_t i = 0; i < samples.num_elements; ++i) {
         const _sample_data_s& sample = samples.samples[i];
-        if (sample.ts <= last_sample().ts) {
+        if (sample.ts <= last.ts) {
             continue;
         }
-        if (!std::isfinite(sample.data[0]) || !std::isfinite(sample.data[1]) ||
-            !std::isfinite(sample.data[2])) {
+        if (!is_finite(sample)) {
             EIS_ERR("IS0017", "%s: Invalid (NaN) sample at index: %u. sample is ignored", kName, i);
             continue;
         }
-        integrate_sample(sample, is_still);
-    }
-}
-
-void GyroHandler::integrate_sample(const _sample_data_s& sample, bool is_still) {
-    _sample_data_s corrected = sample;
-    rotate(corrected);
-    if (is_still) {
-        std::fill_n(corrected.data, 4, 0.0);
-    } else {
-        const BiasEstimatorSingleton& estimator = BiasEstimatorSingleton::instance(nullptr);
-        for (uint32_t axis = 0; axis < kNumAxes; ++axis) {
-            corrected.data[axis] -= estimator.bias[axis];
+        const Vec3<double> rate_before = {last.data[0], last.data[1], last.data[2]};
+        last = sample;
+        rotate(last);
+        if (is_still) {
+            std::fill_n(last.data, 4, 0.0);
+        } else {
+            for (uint32_t axis = 0; axis < kNumAxes; ++axis) {
+                last.data[axis] -= bias[axis];
+            }
         }
-    }
-    _sample_data_s angles{};
-    angles.ts = sample.ts;
-    if (!MultiSensorDataBuffer::samples().is_empty()) {
-        const _sample_data_s& previous = MultiSensorDataBuffer::samples().newest();
-        const double dt_us = static_cast<uint32_t>(sample.ts - previous.ts);
-        for (uint32_t axis = 0; axis < kNumAxes; ++axis) {
-            angles.data[axis] =
-                previous.data[axis] +
-                (last_sample().data[axis] + corrected.data[axis]) * dt_us / 2000000.0;
+        _sample_data_s angles = {{}, sample.ts};
+        if (!orientations.is_empty()) {
+            const _sample_data_s& previous = orientations.newest();
+            const double dt_us = static_cast<uint32_t>(sample.ts - previous.ts);
+            for (uint32_t axis = 0; axis < kNumAxes; ++axis) {
+                angles.data[axis] =
+                    previous.data[axis] + (rate_before[axis] + last.data[axis]) * dt_us / 2000000.0;
+            }
         }
+        push(angles, 0);
     }
-    push(angles, 0);
-    set_last_sample(corrected);
+    set_last_sample(last);
 }
 
 void GyroHandler::reset() {

@@ -34,9 +34,6 @@ class GyroHandler : public SensorDataHandler, public MultiSensorDataBuffer {
     void reset();
 
     const char* name() const { return SensorDataHandler::name(); }
-
-  private:
-    void integrate_sample(const _sample_data_s& sample, bool is_still);
 };
 
 }  // namespace steadywarp

@@ -26,15 +26,12 @@ MultiSensorDataBuffer::MultiSensorDataBuffer(uint32_t num_axes, uint32_t capacit
     }
 }
 
-void MultiSensorDataBuffer::push(const _sample_data_s& sample, uint32_t sensor) {
-    if (_runs != nullptr) {
-        SampleRun run = {sensor, 1};
-        if (!_runs->is_empty() && _runs->newest().sensor == sensor) {
-            run.run_length = std::min(_runs->newest().run_length + 1, _runs->capacity());
-        }
-        _runs->push(run);
+void MultiSensorDataBuffer::push_run(uint32_t sensor) {
+    SampleRun run = {sensor, 1};
+    if (!_runs->is_empty() && _runs->newest().sensor == sensor) {
+        run.run_length = std::min(_runs->newest().run_length + 1, _runs->capacity());
     }
-    _samples.push(sample);
+    _runs->push(run);
 }
 
 void MultiSensorDataBuffer::clear() {

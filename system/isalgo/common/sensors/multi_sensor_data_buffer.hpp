@@ -29,7 +29,12 @@ class MultiSensorDataBuffer {
                           const char* name, uint32_t& status);
 
     /// Store a sample of `sensor`.
-    void push(const _sample_data_s& sample, uint32_t sensor);
+    void push(const _sample_data_s& sample, uint32_t sensor) {
+        if (_runs != nullptr) {
+            push_run(sensor);
+        }
+        _samples.push(sample);
+    }
     void clear();
 
     uint32_t num_axes() const { return _num_axes; }
@@ -39,6 +44,8 @@ class MultiSensorDataBuffer {
     const RingBuffer<SampleRun>* runs() const { return _runs.get(); }
 
   private:
+    void push_run(uint32_t sensor);
+
     uint32_t _num_axes;
     RingBuffer<_sample_data_s> _samples;
     std::unique_ptr<RingBuffer<SampleRun>> _runs;

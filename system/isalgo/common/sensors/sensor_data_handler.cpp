@@ -87,16 +87,13 @@ void estimate_frequency(const is_sample_array& samples, const char* name, float&
     frequency = static_cast<float>(count) * 1e6f / static_cast<float>(sum_us);
 }
 
-bool check_time_rises(const _sample_data_s& earlier, const _sample_data_s& later, const char* name,
-                      uint32_t frame_id) {
-    if (later.ts > earlier.ts) {
-        return true;
-    }
+void log_time_that_does_not_rise(const _sample_data_s& earlier, const _sample_data_s& later,
+                                 const char* name, uint32_t frame_id) {
     if (later.ts < earlier.ts) {
         EIS_ERR("IS0524",
                 "%s: frame_id %u: Time stamps are not strictly monotonically increasing: %lu, %lu",
                 name, frame_id, earlier.ts, later.ts);
-        return false;
+        return;
     }
     EIS_ERR("IS0525", "%s: frame_id %u: Time stamps are equal, debug is needed : %lu", name,
             frame_id, later.ts);
@@ -107,7 +104,6 @@ bool check_time_rises(const _sample_data_s& earlier, const _sample_data_s& later
                 name, frame_id, earlier.ts, earlier.data[0], earlier.data[1], earlier.data[2],
                 later.ts, later.data[0], later.data[1], later.data[2]);
     }
-    return false;
 }
 
 SensorDataHandler::SensorDataHandler(const SensorInitInfo& info, const char* name,

@@ -90,10 +90,19 @@ class SensorDataHandler {
     RotateFunction _rotate = keep_axes;
 };
 
-/// Log a pair of neighbours whose time does not rise: falling, equal, or equal with other data.
+/// Log a pair of neighbours whose time falls, or stands, with equal or other data.
 /// @param name stream name.
-/// @return true if the time rises.
-bool check_time_rises(const _sample_data_s& earlier, const _sample_data_s& later, const char* name,
-                      uint32_t frame_id);
+void log_time_that_does_not_rise(const _sample_data_s& earlier, const _sample_data_s& later,
+                                 const char* name, uint32_t frame_id);
+
+/// Whether the time of two neighbours rises; logged if not.
+inline bool check_time_rises(const _sample_data_s& earlier, const _sample_data_s& later,
+                             const char* name, uint32_t frame_id) {
+    if (later.ts > earlier.ts) {
+        return true;
+    }
+    log_time_that_does_not_rise(earlier, later, name, frame_id);
+    return false;
+}
 
 }  // namespace steadywarp

@@ -2,6 +2,7 @@
 #include "stabilizer/boundary.hpp"
 
 #include <algorithm>
+#include <array>
 
 #include "base/numeric.hpp"
 
@@ -58,13 +59,20 @@ void compute_boundary(const RowAngles& row_angles, const FrameOptics& optics, co
         start_points != nullptr ? *start_points : frame_border(frame_input.windows);
     const Point2 center = {static_cast<double>((camera.width - 1) / 2),
                            static_cast<double>((camera.height - 1) / 2)};
+    const TurnedCamera turned(camera, frame_input.windows.scale);
+    // Of the rows that a point asked for; most points share theirs with others.
+    std::array<Matrix3, kTimeRows> back;
+    std::array<bool, kTimeRows> is_known{};
     for (uint32_t i = 0; i < kBorderPoints; ++i) {
         const uint32_t row = time_row_of(source[i].y, camera.height);
-        Matrix3 back = rotation_to_homography(camera, -row_angles[row], frame_input.windows.scale);
-        for (const Matrix3* inverse : {transforms.dis_inverse, transforms.sat_inverse}) {
-            if (inverse != nullptr) {
-                back = multiply(back, *inverse);
+        if (!is_known[row]) {
+            back[row] = turned.homography(-row_angles[row]);
+            for (const Matrix3* inverse : {transforms.dis_inverse, transforms.sat_inverse}) {
+                if (inverse != nullptr) {
+                    back[row] = multiply(back[row], *inverse);
+                }
             }
+            is_known[row] = true;
         }
         Point2 point = source[i];
         if (optics.row_scales != nullptr) {
@@ -74,9 +82,10 @@ void compute_boundary(const RowAngles& row_angles, const FrameOptics& optics, co
             point = optics.lens->apply(point, (*optics.row_shifts)[row]);
         }
         if (optics.distortion.in2out != nullptr) {
-            point = optics.distortion.undistort(point, frame_input.windows);
+            point =
+                DistortionInCrop::undistorting(optics.distortion, frame_input.windows).apply(point);
         }
-        out.points[i] = map_point(back, point);
+        out.points[i] = map_point(back[row], point);
     }
     measure_extents(source, out);
 }

@@ -88,11 +88,11 @@ RowState weakened(const RowState& row, double alpha) {
 
 ForwardRows forward_rows(const RowStates& rows, const Camera& camera,
                          const frame_geometry_windows& windows) {
+    const TurnedCamera turned(camera, windows.scale);
     ForwardRows out;
     for (uint32_t r = 0; r < kTimeRows; ++r) {
-        out[r] = {rotation_to_homography(camera, -rows[r].angle, windows.scale),
-                  rotation_to_homography(camera, rows[r].angle, windows.scale), rows[r].shift,
-                  rows[r].scale};
+        out[r] = {turned.homography(-rows[r].angle), turned.homography(rows[r].angle),
+                  rows[r].shift, rows[r].scale};
     }
     return out;
 }
@@ -101,9 +101,10 @@ ForwardRows forward_rows(const RowStates& rows, const Camera& camera,
 RowHomographies inverse_rows(const RowStates& rows, const Camera& camera,
                              const frame_geometry_windows& windows, const FrameOptics& optics,
                              const Point2& scale_center) {
+    const TurnedCamera turned(camera, windows.scale);
     RowHomographies out;
     for (uint32_t r = 0; r < kTimeRows; ++r) {
-        out[r] = rotation_to_homography(camera, rows[r].angle, windows.scale);
+        out[r] = turned.homography(rows[r].angle);
         if (optics.lens != nullptr) {
             out[r] = multiply(optics.lens->get_matrix(rows[r].shift), out[r]);
         }

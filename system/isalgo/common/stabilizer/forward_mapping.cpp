@@ -24,9 +24,23 @@ struct NodeRange {
 // single precision, in which the sides are tested, makes of a pixel.
 constexpr double kSlackPx = 1e-3;
 
+// The optics with the two ways through the lens as the frame's crop has them.
+struct CroppedOptics {
+    explicit CroppedOptics(const ForwardOptics& optics)
+        : undistortion(DistortionInCrop::undistorting(optics.distortion, optics.windows)),
+          distortion(DistortionInCrop::distorting(optics.distortion, optics.windows)),
+          lens(optics.lens),
+          scale_center(optics.scale_center) {}
+
+    DistortionInCrop undistortion;
+    DistortionInCrop distortion;
+    const OISOperator* lens;
+    Point2 scale_center;
+};
+
 // The grid that is being filled.
 struct Filling {
-    const ForwardOptics& optics;
+    CroppedOptics optics;
     Grid& grid;
     std::array<bool, EIS_GRID_POINTS> is_claimed{};
 };
@@ -40,15 +54,15 @@ double reach_of(const Grid& grid) {
     return 2.0 * (static_cast<double>(grid.width) + grid.height);
 }
 
-Point2 forward(const Point2& node, const ForwardRow& row, const ForwardOptics& optics) {
+Point2 forward(const Point2& node, const ForwardRow& row, const CroppedOptics& optics) {
     Point2 p = scaled_about(optics.scale_center, node, row.scale);
     if (optics.lens != nullptr) {
         p = optics.lens->apply(p, row.shift);
     }
-    return map_point(row.to_middle, optics.distortion.undistort(p, optics.windows));
+    return map_point(row.to_middle, optics.undistortion.apply(p));
 }
 
-Line line_of_row(const Grid& grid, uint32_t r, const ForwardRow& row, const ForwardOptics& optics) {
+Line line_of_row(const Grid& grid, uint32_t r, const ForwardRow& row, const CroppedOptics& optics) {
     Line line;
     for (uint32_t i = 0; i < kGridColumns; ++i) {
         line[i + 1] = forward({grid.x[i], grid.y[r]}, row, optics);
@@ -91,9 +105,9 @@ double part_below(const std::array<Point2, 4>& q, const Point2& p) {
 }
 
 Point2 back(const Point2& p, double t, const ForwardRow& upper, const ForwardRow& lower,
-            const ForwardOptics& optics) {
+            const CroppedOptics& optics) {
     const Point2 ideal = mix(map_point(lower.from_middle, p), map_point(upper.from_middle, p), t);
-    Point2 raw = optics.distortion.distort(ideal, optics.windows);
+    Point2 raw = optics.distortion.apply(ideal);
     if (optics.lens != nullptr) {
         raw = optics.lens->remove(raw, mix(lower.shift, upper.shift, t));
     }
@@ -102,13 +116,16 @@ Point2 back(const Point2& p, double t, const ForwardRow& upper, const ForwardRow
 }
 
 // A little wider than the box, for a node on its side.
-NodeRange nodes_within(double low, double high, double inv_origin, double inv_cell,
-                       uint32_t count) {
+NodeRange nodes_within(double low, double high, double inv_origin, double inv_cell, int32_t count) {
     constexpr double kSlack = 1e-4;
-    const double first = std::ceil(inv_origin + inv_cell * low - kSlack);
-    const double last = std::floor(inv_origin + inv_cell * high + kSlack);
-    return {std::max(cut_to_i32(first), 0),
-            std::min(cut_to_i32(last), static_cast<int32_t>(count) - 1)};
+    const double from =
+        std::clamp(inv_origin + inv_cell * low - kSlack, 0.0, static_cast<double>(count));
+    const double to = std::clamp(inv_origin + inv_cell * high + kSlack, -1.0, count - 1.0);
+    // Up and down to a whole number; not by the C library, which is called where the processor
+    // cannot be relied on to have it.
+    const int32_t first = cut_to_i32(from);
+    const int32_t last = cut_to_i32(to);
+    return {first + (first < from ? 1 : 0), last - (last > to ? 1 : 0)};
 }
 
 // Whether a node lies in a quadrangle that is not folded, or beside it by less than the slack.
@@ -130,8 +147,10 @@ void map_quadrangle(const Line& above, const Line& below, uint32_t k, const Forw
     Grid& grid = filling.grid;
     const Quadrangle quadrangle({above[k], above[k + 1], below[k + 1], below[k]});
     const std::array<Point2, 4>& q = quadrangle.points;
-    const auto [left, right] = std::minmax({q[0].x, q[1].x, q[2].x, q[3].x});
-    const auto [top, bottom] = std::minmax({q[0].y, q[1].y, q[2].y, q[3].y});
+    const double left = std::min(std::min(q[0].x, q[1].x), std::min(q[2].x, q[3].x));
+    const double right = quadrangle.max_x();
+    const double top = std::min(std::min(q[0].y, q[1].y), std::min(q[2].y, q[3].y));
+    const double bottom = std::max(std::max(q[0].y, q[1].y), std::max(q[2].y, q[3].y));
     const NodeRange rows = nodes_within(top, bottom, grid.inv_origin_y, grid.inv_cell_y, kGridRows);
     const NodeRange columns =
         nodes_within(left, right, grid.inv_origin_x, grid.inv_cell_x, kGridColumns);
@@ -152,15 +171,15 @@ void map_quadrangle(const Line& above, const Line& below, uint32_t k, const Forw
 }  // namespace
 
 void map_forward(const ForwardRows& rows, const ForwardOptics& optics, Grid& grid) {
-    Filling filling = {optics, grid, {}};
-    Line below = line_of_row(grid, 0, rows[0], optics);
+    Filling filling = {CroppedOptics(optics), grid, {}};
+    Line below = line_of_row(grid, 0, rows[0], filling.optics);
     Line above = moved_down(below, -reach_of(grid));
     for (uint32_t band = 0; band <= kTimeRows; ++band) {
         const ForwardRow& upper = rows[band == 0 ? 0 : band - 1];
         const ForwardRow& lower = rows[std::min(band, kTimeRows - 1)];
         if (band != 0) {
             above = below;
-            below = band < kTimeRows ? line_of_row(grid, band, lower, optics)
+            below = band < kTimeRows ? line_of_row(grid, band, lower, filling.optics)
                                      : moved_down(above, reach_of(grid));
         }
         for (uint32_t k = 0; k + 1 < kLinePoints; ++k) {

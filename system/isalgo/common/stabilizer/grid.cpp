@@ -4,19 +4,8 @@
 #include <algorithm>
 #include <cstddef>
 
-#include "base/numeric.hpp"
-
 namespace steadywarp {
 namespace {
-
-// Index of the cell that answers for a position in cells; `last` is the last cell.
-uint32_t cell_of(double position, int32_t last) {
-    return static_cast<uint32_t>(std::clamp(cut_to_i32(position), 0, last));
-}
-
-Point2 mix(const Point2& a, const Point2& b, double weight) {
-    return {a.x + (b.x - a.x) * weight, a.y + (b.y - a.y) * weight};
-}
 
 // The polynomial of degree 5 through values at 1 to 6, at 0.
 constexpr double kContinuation[] = {6.0, -15.0, 20.0, -15.0, 6.0, -1.0};
@@ -110,17 +99,6 @@ void Grid::uniform_poly_extarp(const NcLibWarpGridCoord* source, uint32_t rows, 
         }
     }
     continue_to_ring(points);
-}
-
-Point2 Grid::lookup(const Point2& point) const {
-    const double gx = inv_origin_x + inv_cell_x * point.x;
-    const double gy = inv_origin_y + inv_cell_y * point.y;
-    const uint32_t ix = cell_of(gx, kGridColumns - 2);
-    const uint32_t iy = cell_of(gy, kGridRows - 2);
-    const Point2* node = &points[iy * kGridColumns + ix];
-    const Point2 top = mix(node[0], node[1], gx - ix);
-    const Point2 bottom = mix(node[kGridColumns], node[kGridColumns + 1], gx - ix);
-    return mix(top, bottom, gy - iy);
 }
 
 }  // namespace steadywarp

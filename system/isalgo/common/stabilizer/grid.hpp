@@ -7,9 +7,11 @@
 /// stands where time row j of a frame is read.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 
+#include "base/numeric.hpp"
 #include "base/vec3.hpp"
 #include "steadywarp/eis.h"
 
@@ -54,7 +56,26 @@ struct Grid {
 
     /// The warp at `point`, bilinear between the four nodes around it; beyond the lattice the
     /// border cell goes on.
-    Point2 lookup(const Point2& point) const;
+    Point2 lookup(const Point2& point) const {
+        const double gx = inv_origin_x + inv_cell_x * point.x;
+        const double gy = inv_origin_y + inv_cell_y * point.y;
+        const uint32_t ix = cell_of(gx, kGridColumns - 2);
+        const uint32_t iy = cell_of(gy, kGridRows - 2);
+        const Point2* node = &points[iy * kGridColumns + ix];
+        const Point2 top = mix(node[0], node[1], gx - ix);
+        const Point2 bottom = mix(node[kGridColumns], node[kGridColumns + 1], gx - ix);
+        return mix(top, bottom, gy - iy);
+    }
+
+  private:
+    // Index of the cell that answers for a position in cells; `last` is the last cell.
+    static uint32_t cell_of(double position, int32_t last) {
+        return static_cast<uint32_t>(std::clamp(cut_to_i32(position), 0, last));
+    }
+
+    static Point2 mix(const Point2& a, const Point2& b, double weight) {
+        return {a.x + (b.x - a.x) * weight, a.y + (b.y - a.y) * weight};
+    }
 };
 
 }  // namespace steadywarp

@@ -23,29 +23,6 @@ constexpr uint32_t kChipHardware = 7;
 // The size code of 35 by 27 nodes, which all tuned grids have.
 constexpr uint32_t kTunedGeometry = 1;
 
-struct Ratios {
-    double x;
-    double y;
-};
-
-// From the crop of a picture to the picture, in pixels of the crop's size, and back.
-Point2 out_of_crop(const Point2& p, const Ratios& ratio, double width, double height) {
-    return {p.x * ratio.x + (1.0 - ratio.x) / 2.0 * width,
-            p.y * ratio.y + (1.0 - ratio.y) / 2.0 * height};
-}
-
-Point2 into_crop(const Point2& p, const Ratios& ratio, double width, double height) {
-    return {(p.x - (1.0 - ratio.x) / 2.0 * width) / ratio.x,
-            (p.y - (1.0 - ratio.y) / 2.0 * height) / ratio.y};
-}
-
-Point2 lookup_in_crop(const Grid& grid, const Point2& p, const Ratios& before,
-                      const Ratios& behind) {
-    const double width = grid.width;
-    const double height = grid.height;
-    return into_crop(grid.lookup(out_of_crop(p, before, width, height)), behind, width, height);
-}
-
 // Values are virtual units already.
 void copy_tuned_grid(const float* x, const float* y, NcLibIcaGrid& ica) {
     const nclib::GridGeometry& geometry = nclib::kGridGeometries[kTunedGeometry];
@@ -125,16 +102,6 @@ void take_tuned_grids(const is_tessaline_lens_distortion_correction& ldc, NcLibI
 }
 
 }  // namespace
-
-Point2 LensDistortion::undistort(const Point2& point, const frame_geometry_windows& windows) const {
-    return lookup_in_crop(*in2out, point, {windows.in_ratio_x, windows.in_ratio_y},
-                          {windows.out_ratio_x, windows.out_ratio_y});
-}
-
-Point2 LensDistortion::distort(const Point2& point, const frame_geometry_windows& windows) const {
-    return lookup_in_crop(*out2in, point, {windows.out_ratio_x, windows.out_ratio_y},
-                          {windows.in_ratio_x, windows.in_ratio_y});
-}
 
 uint32_t init_ldc_grids(const is_init_sensor_data& sensor, uint32_t width, uint32_t height,
                         std::unique_ptr<Grid>& out2in, std::unique_ptr<Grid>& in2out) {

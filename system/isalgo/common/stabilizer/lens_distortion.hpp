@@ -24,13 +24,55 @@ enum LdcCalibDomain : uint32_t {
 struct LensDistortion {
     const Grid* in2out = nullptr;  ///< distorted to undistorted
     const Grid* out2in = nullptr;  ///< the way back
+};
 
-    /// From a distorted pixel of the frame to the undistorted one, and back.
-    ///
-    /// The grids hold for the picture without the crop ahead of the stage: a point goes out of the
-    /// crop, through the grid, and into the crop on the other side.
-    Point2 undistort(const Point2& point, const frame_geometry_windows& windows) const;
-    Point2 distort(const Point2& point, const frame_geometry_windows& windows) const;
+/// One direction of a lens's distortion in one frame: from a pixel of the frame to one of the
+/// frame.
+///
+/// The grids hold for the picture without the crop ahead of the stage: a point goes out of the
+/// crop, through the grid, and into the crop on the other side.
+class DistortionInCrop {
+  public:
+    /// From the distorted to the undistorted picture. The grid must outlive the object.
+    static DistortionInCrop undistorting(const LensDistortion& distortion,
+                                         const frame_geometry_windows& windows) {
+        return {*distortion.in2out,
+                {windows.in_ratio_x, windows.in_ratio_y},
+                {windows.out_ratio_x, windows.out_ratio_y}};
+    }
+    /// The way back.
+    static DistortionInCrop distorting(const LensDistortion& distortion,
+                                       const frame_geometry_windows& windows) {
+        return {*distortion.out2in,
+                {windows.out_ratio_x, windows.out_ratio_y},
+                {windows.in_ratio_x, windows.in_ratio_y}};
+    }
+
+    Point2 apply(const Point2& p) const {
+        const Point2 q =
+            _grid->lookup({p.x * _before.x + _before_offset.x, p.y * _before.y + _before_offset.y});
+        return {(q.x - _behind_offset.x) / _behind.x, (q.y - _behind_offset.y) / _behind.y};
+    }
+
+  private:
+    /// @param before,behind the part of the picture that the crop leaves on each side.
+    DistortionInCrop(const Grid& grid, const Point2& before, const Point2& behind)
+        : _grid(&grid),
+          _before(before),
+          _before_offset(offset_of(before, grid)),
+          _behind(behind),
+          _behind_offset(offset_of(behind, grid)) {}
+
+    // Of the crop in the picture, in pixels of the crop's size.
+    static Point2 offset_of(const Point2& ratio, const Grid& grid) {
+        return {(1.0 - ratio.x) / 2.0 * grid.width, (1.0 - ratio.y) / 2.0 * grid.height};
+    }
+
+    const Grid* _grid;
+    Point2 _before;
+    Point2 _before_offset;
+    Point2 _behind;
+    Point2 _behind_offset;
 };
 
 /// Build the grids of a sensor for its input's size; both stay empty if it has none.

@@ -9,11 +9,11 @@
 #pragma once
 
 #include <array>
-#include <cmath>
 #include <cstdint>
 #include <cstring>
 
 #include "nclib/nclib_log.hpp"
+#include "platform/fused.hpp"
 #include "steadywarp/nclib.h"
 
 /// Look up the first three kernel weights at the offset index/128; `index` is at most 128.
@@ -91,7 +91,8 @@ inline constexpr std::array<Coefs, kCoefSteps + 1> kCoefLut = [] {
 
 /// a3 + (a0-a3) c0 + (a1-a3) c1 + (a2-a3) c2, fused from the c0 term outward.
 [[gnu::always_inline]] inline float Reduce(float a0, float a1, float a2, float a3, const Coefs& c) {
-    return std::fma(a2 - a3, c[2], std::fma(a1 - a3, c[1], std::fma(a0 - a3, c[0], a3)));
+    using platform::Fused;
+    return Fused(a2 - a3, c[2], Fused(a1 - a3, c[1], Fused(a0 - a3, c[0], a3)));
 }
 
 /// As bicubicInterpolation(), with the four rows anywhere in memory.

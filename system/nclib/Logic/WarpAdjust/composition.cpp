@@ -2,7 +2,6 @@
 #include "nclib/Logic/WarpAdjust/composition.hpp"
 
 #include <algorithm>
-#include <cmath>
 
 #include "nclib/Logic/WarpAdjust/perspective.hpp"
 #include "nclib/Logic/WarpAdjust/small_matrix.hpp"
@@ -11,6 +10,7 @@
 #include "nclib/Logic/WarpAdjust/warp_checks.hpp"
 #include "nclib/Logic/WarpAdjust/warp_copy.hpp"
 #include "nclib/nclib_log.hpp"
+#include "platform/fused.hpp"
 
 namespace {
 
@@ -158,9 +158,9 @@ void NcLibInternalResamplePerspectiveToGrid(const NcLibWarpMatrices* in, uint32_
     const float step_x = lattice.spanX / static_cast<float>(numColumns - 1);
     const float step_y = lattice.spanY / static_cast<float>(numRows - 1);
     for (uint32_t row = 0; row < numRows; ++row) {
-        const float y = std::fma(static_cast<float>(row), step_y, lattice.startY);
+        const float y = platform::Fused(static_cast<float>(row), step_y, lattice.startY);
         for (uint32_t column = 0; column < numColumns; ++column) {
-            const float x = std::fma(static_cast<float>(column), step_x, lattice.startX);
+            const float x = platform::Fused(static_cast<float>(column), step_x, lattice.startX);
             perspectiveTransform({static_cast<double>(x), static_cast<double>(y)}, in,
                                  &out->grid[size_t{row} * numColumns + column]);
         }

@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <limits>
 
+#include "platform/fused.hpp"
+
 namespace nclib {
 
 /// How a coordinate becomes a cell of a grid and a fraction in it.
@@ -33,7 +35,7 @@ struct FixedPointPosition {
                                                         const FixedPointFormat& format,
                                                         int32_t offset) {
     constexpr float kLimit = 2147483648.0f;
-    const float steps = std::floor(std::fma(coordinate, format.scale, 0.5f));
+    const float steps = std::floor(platform::Fused(coordinate, format.scale, 0.5f));
     int32_t position;
     if (steps >= kLimit) {
         position = std::numeric_limits<int32_t>::max();

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "nclib/Logic/WarpAdjust/inverse_grid.hpp"
 
+#include <algorithm>
+#include <bit>
 #include <cmath>
 #include <limits>
 
@@ -38,57 +40,75 @@ float SquaredDistance(const NcLibWarpGridCoord& a, const NcLibWarpGridCoord& b) 
     return dx * dx + dy * dy;
 }
 
-// Whether all eight neighbours of a node lie in the grid.
+// Whether all eight neighbours of a node lie in the grid. An index of 0 less one is the greatest.
 bool IsInterior(const NcLibWarpGrid& grid, const GridPoint& node) {
-    return node.x != 0 && node.y != 0 && node.x + 1 < grid.numColumns && node.y + 1 < grid.numRows;
+    return node.x - 1 < grid.numColumns - 2 && node.y - 1 < grid.numRows - 2;
 }
 
+using platform::Double2;
 using platform::Float4;
+using platform::Int4;
 
-// Squared distances of four nodes, given as pairs of nodes, in the order of the indices; infinity
-// where one is no number.
-template <int kFirst, int kSecond, int kThird, int kFourth>
-void FindFourDistances(const Float4& pair_a, const Float4& pair_b, const NcLibWarpGridCoord& point,
-                       Float4& distances) {
-    constexpr float kInfinity = std::numeric_limits<float>::infinity();
-    const Float4 x =
-        __builtin_shufflevector(pair_a, pair_b, 2 * kFirst, 2 * kSecond, 2 * kThird, 2 * kFourth);
-    const Float4 y = __builtin_shufflevector(pair_a, pair_b, 2 * kFirst + 1, 2 * kSecond + 1,
-                                             2 * kThird + 1, 2 * kFourth + 1);
-    const Float4 dx = x - point.x;
-    const Float4 dy = y - point.y;
-    const Float4 sum = dx * dx + dy * dy;
-    distances = sum < kInfinity ? sum : Float4{} + kInfinity;
+// The values of the eight neighbours of a node that has all of them, in the order of directions.
+struct Around {
+    Float4 x[2], y[2];
+
+    Around(const NcLibWarpGrid& grid, const GridPoint& node) {
+        const NcLibWarpGridCoord* centre = &ValueAt(grid, node);
+        const NcLibWarpGridCoord* above = centre - grid.numColumns;
+        const NcLibWarpGridCoord* below = centre + grid.numColumns;
+        Float4 east, south, west, north;
+        platform::LoadPairs(centre + 1, below + 1, east);
+        platform::LoadPairs(centre - 1, above - 1, west);
+        platform::LoadLanes(below - 1, south);
+        platform::LoadLanes(above, north);
+        south = __builtin_shufflevector(south, south, 2, 3, 0, 1);
+        x[0] = __builtin_shufflevector(east, south, 0, 2, 4, 6);
+        y[0] = __builtin_shufflevector(east, south, 1, 3, 5, 7);
+        x[1] = __builtin_shufflevector(west, north, 0, 2, 4, 6);
+        y[1] = __builtin_shufflevector(west, north, 1, 3, 5, 7);
+    }
+};
+
+// One bit for each of the directions in whose lane all bits are set.
+uint32_t DirectionsOf(const Int4& first, const Int4& second) {
+    Int4 bits = (first & Int4{1, 2, 4, 8}) | (second & Int4{16, 32, 64, 128});
+    bits |= __builtin_shufflevector(bits, bits, 2, 3, 0, 1);
+    bits |= __builtin_shufflevector(bits, bits, 1, 0, 3, 2);
+    return static_cast<uint32_t>(bits[0]);
+}
+
+Int4 Least(const Int4& a, const Int4& b) {
+    return a < b ? a : b;
 }
 
 // One pass around a node that has all neighbours, all eight at once: the first of the nearest, if
-// it is nearer than `least`, or kNeighbours.
+// it is nearer than `least`, or kNeighbours. Squared distances have no sign, so they compare like
+// the integers of their bits; those that are no number are then the greatest.
 int FindNearerNeighbour(const NcLibWarpGrid& grid, const GridPoint& node,
                         const NcLibWarpGridCoord& point, float& least) {
-    const NcLibWarpGridCoord* centre = &ValueAt(grid, node);
-    const NcLibWarpGridCoord* above = centre - grid.numColumns;
-    const NcLibWarpGridCoord* below = centre + grid.numColumns;
-    const Float4 east = {centre[1].x, centre[1].y, below[1].x, below[1].y};
-    const Float4 west = {centre[-1].x, centre[-1].y, above[1].x, above[1].y};
-    Float4 south, north;
-    platform::LoadLanes(below - 1, south);
-    platform::LoadLanes(above - 1, north);
-    Float4 distances[2];
-    FindFourDistances<0, 1, 3, 2>(east, south, point, distances[0]);  // E, SE, S, SW
-    FindFourDistances<0, 2, 3, 1>(west, north, point, distances[1]);  // W, NW, N, NE
-    const Float4 by_four = distances[0] < distances[1] ? distances[0] : distances[1];
-    const Float4 swapped = __builtin_shufflevector(by_four, by_four, 2, 3, 0, 1);
-    const Float4 by_two = by_four < swapped ? by_four : swapped;
-    const float nearest = by_two[0] < by_two[1] ? by_two[0] : by_two[1];
-    if (!(nearest < least)) {
+    const Around around(grid, node);
+    Int4 distances[2];
+    for (int half = 0; half < 2; ++half) {
+        const Float4 dx = around.x[half] - point.x;
+        const Float4 dy = around.y[half] - point.y;
+        distances[half] = (Int4)(dx * dx + dy * dy) & 0x7fffffff;
+    }
+    Int4 nearest = Least(distances[0], distances[1]);
+    nearest = Least(nearest, __builtin_shufflevector(nearest, nearest, 2, 3, 0, 1));
+    nearest = Least(nearest, __builtin_shufflevector(nearest, nearest, 1, 0, 3, 2));
+    const float distance = std::bit_cast<float>(int32_t{nearest[0]});
+    if (!(distance < least)) {
         return kNeighbours;
     }
-    least = nearest;
-    float all[kNeighbours];
+    least = distance;
+    // A loop, whose end the processor foresees where points follow each other in a raster; the next
+    // pass does not wait for it.
+    int32_t all[kNeighbours];
     platform::StoreLanes(distances[0], all);
     platform::StoreLanes(distances[1], all + 4);
     int direction = 0;
-    while (all[direction] != nearest) {
+    while (all[direction] != nearest[0]) {
         ++direction;
     }
     return direction;
@@ -112,29 +132,56 @@ bool IsWeight(double weight) {
     return weight >= kLeastWeight && weight <= kGreatestWeight;
 }
 
-// Whether part / den cannot be a weight, told without the division: it is farther outside 0 to 1
-// than the tolerance and all rounding.
-bool IsClearlyNoWeight(float part, float den) {
-    const float size = std::fabs(den);
-    const float towards = den < 0.0f ? -part : part;
-    return towards < -2e-5f * size || towards > 1.0001f * size;
-}
-
 // Weights of P in the triangle C, A, B, in that order; false if P lies outside it.
 bool WeighTriangle(const NcLibWarpGridCoord& c, const NcLibWarpGridCoord& a,
                    const NcLibWarpGridCoord& b, const NcLibWarpGridCoord& p, double* w) {
     const float den = (a.y - b.y) * (c.x - b.x) + (c.y - b.y) * (b.x - a.x);
-    const float part_c = (a.y - b.y) * (p.x - b.x) + (b.x - a.x) * (p.y - b.y);
-    const float part_a = (p.x - b.x) * (b.y - c.y) + (p.y - b.y) * (c.x - b.x);
-    if (IsClearlyNoWeight(part_c, den) || IsClearlyNoWeight(part_a, den)) {
-        return false;
-    }
-    const float weight_c = part_c / den;
-    const float weight_a = part_a / den;
+    const float weight_c = ((a.y - b.y) * (p.x - b.x) + (b.x - a.x) * (p.y - b.y)) / den;
+    const float weight_a = ((p.x - b.x) * (b.y - c.y) + (p.y - b.y) * (c.x - b.x)) / den;
     w[0] = static_cast<double>(weight_c);
     w[1] = static_cast<double>(weight_a);
     w[2] = 1.0 - (w[0] + w[1]);
     return IsWeight(w[0]) && IsWeight(w[1]) && IsWeight(w[2]);
+}
+
+// Which of the four triangles C, A, B clearly do not hold P, told without dividing: a weight is
+// farther outside 0 to 1 than the tolerance and all rounding. What is no number is not clear.
+Int4 FindClearlyOutside(const NcLibWarpGridCoord& c, const Float4& ax, const Float4& ay,
+                        const Float4& bx, const Float4& by, const NcLibWarpGridCoord& p) {
+    const Float4 den = (ay - by) * (c.x - bx) + (c.y - by) * (bx - ax);
+    const Float4 part_c = (ay - by) * (p.x - bx) + (bx - ax) * (p.y - by);
+    const Float4 part_a = (p.y - by) * (c.x - bx) - (p.x - bx) * (c.y - by);
+    const Int4 sign = (Int4)den & std::numeric_limits<int32_t>::min();
+    const Float4 size = (Float4)((Int4)den ^ sign);
+    const Float4 towards_c = (Float4)((Int4)part_c ^ sign);
+    const Float4 towards_a = (Float4)((Int4)part_a ^ sign);
+    const Float4 least = size * -2e-5f;
+    return (towards_c < least) | (towards_a < least) | (towards_c + towards_a > size * 1.0001f);
+}
+
+// The directions of the triangles around a node, which has all neighbours, that may hold a point.
+uint32_t FindCandidates(const NcLibWarpGrid& grid, const GridPoint& node,
+                        const NcLibWarpGridCoord& point) {
+    const NcLibWarpGridCoord& centre = ValueAt(grid, node);
+    const Around a(grid, node);
+    Int4 outside[2];
+    for (int half = 0; half < 2; ++half) {
+        const Float4 bx = __builtin_shufflevector(a.x[half], a.x[1 - half], 1, 2, 3, 4);
+        const Float4 by = __builtin_shufflevector(a.y[half], a.y[1 - half], 1, 2, 3, 4);
+        outside[half] = FindClearlyOutside(centre, a.x[half], a.y[half], bx, by, point);
+    }
+    return DirectionsOf(~outside[0], ~outside[1]);
+}
+
+// The directions of the triangles around a node that have all corners in the grid.
+uint32_t FindTrianglesAtEdge(const NcLibWarpGrid& grid, const GridPoint& node) {
+    uint32_t directions = 0;
+    for (int direction = 0; direction < kNeighbours; ++direction) {
+        const bool is_whole = IsInside(grid, Neighbour(node, direction)) &&
+                              IsInside(grid, Neighbour(node, (direction + 1) % kNeighbours));
+        directions |= is_whole ? 1u << direction : 0;
+    }
+    return directions;
 }
 
 GridPoint FindNearestByScan(const NcLibWarpGrid& grid, const NcLibWarpGridCoord& point) {
@@ -152,9 +199,30 @@ GridPoint FindNearestByScan(const NcLibWarpGrid& grid, const NcLibWarpGridCoord&
     return nearest;
 }
 
-double NodePosition(uint32_t index, uint32_t count, double start, double span) {
-    return count > 1 ? start + index * span / (count - 1) : start;
-}
+// Where the nodes of a grid stand: start + index * span / last on each axis, x and y side by side.
+struct NodePositions {
+    Double2 start, span, last;
+
+    explicit NodePositions(const NcLibWarpGrid& grid) {
+        const bool is_fine = grid.numColumns == ICA_V30_GRID_TRANSFORM_HI_RES_WIDTH;
+        const nclib::NodeLattice lattice = nclib::GetNodeLattice(grid.extrapolateType, is_fine);
+        start = Double2{static_cast<double>(lattice.startX), static_cast<double>(lattice.startY)};
+        span = Double2{static_cast<double>(lattice.spanX), static_cast<double>(lattice.spanY)};
+        // The only node of an axis stands at its start.
+        last = Double2{static_cast<double>(std::max(grid.numColumns, 2u) - 1),
+                       static_cast<double>(std::max(grid.numRows, 2u) - 1)};
+    }
+
+    NcLibWarpGridCoord WeightedSum(const Barycentric& bar) const {
+        Double2 sum = {};
+        for (int i = 0; i < 3; ++i) {
+            const Double2 index = {static_cast<double>(bar.nodes[i].x),
+                                   static_cast<double>(bar.nodes[i].y)};
+            sum += bar.w[i] * (start + index * span / last);
+        }
+        return {static_cast<float>(sum[0]), static_cast<float>(sum[1])};
+    }
+};
 
 }  // namespace
 
@@ -182,12 +250,12 @@ uint32_t findBarycentricCoordinates(const NcLibWarpGrid* grid, const GridPoint* 
     NC_LIB_ASSERT(nearestNeighbour->x < grid->numColumns);
     NC_LIB_ASSERT(nearestNeighbour->y < grid->numRows);
     const GridPoint node = *nearestNeighbour;
-    for (int direction = 0; direction < kNeighbours; ++direction) {
+    uint32_t directions = IsInterior(*grid, node) ? FindCandidates(*grid, node, *point)
+                                                  : FindTrianglesAtEdge(*grid, node);
+    for (; directions != 0; directions &= directions - 1) {
+        const int direction = std::countr_zero(directions);
         const GridPoint a = Neighbour(node, direction);
         const GridPoint b = Neighbour(node, (direction + 1) % kNeighbours);
-        if (!IsInside(*grid, a) || !IsInside(*grid, b)) {
-            continue;
-        }
         *barycentric = {{node, a, b}, {}};
         if (WeighTriangle(ValueAt(*grid, node), ValueAt(*grid, a), ValueAt(*grid, b), *point,
                           barycentric->w)) {
@@ -201,19 +269,7 @@ uint32_t findBarycentricCoordinates(const NcLibWarpGrid* grid, const GridPoint* 
 void InterpolatePoint(const NcLibWarpGrid* grid, const Barycentric* bar,
                       NcLibWarpGridCoord* result) {
     NC_LIB_ASSERT(fabs(bar->w[0] + bar->w[1] + bar->w[2] - 1.0) < NC_LIB_WARP_INTERNAL_EPS);
-    const bool is_fine = grid->numColumns == ICA_V30_GRID_TRANSFORM_HI_RES_WIDTH;
-    const nclib::NodeLattice lattice = nclib::GetNodeLattice(grid->extrapolateType, is_fine);
-    double x = 0;
-    double y = 0;
-    for (int i = 0; i < 3; ++i) {
-        x += bar->w[i] * NodePosition(bar->nodes[i].x, grid->numColumns,
-                                      static_cast<double>(lattice.startX),
-                                      static_cast<double>(lattice.spanX));
-        y += bar->w[i] * NodePosition(bar->nodes[i].y, grid->numRows,
-                                      static_cast<double>(lattice.startY),
-                                      static_cast<double>(lattice.spanY));
-    }
-    *result = {static_cast<float>(x), static_cast<float>(y)};
+    *result = NodePositions(*grid).WeightedSum(*bar);
 }
 
 void transformInverseGrid(const NcLibWarpGrid* grid, const NcLibWarpGridCoord* in,

@@ -24,6 +24,36 @@ int OrientSign(const NcLibWarpGridCoord& a, const NcLibWarpGridCoord& b,
     return orient >= NC_LIB_ORIENTATION_BAND ? 1 : 0;
 }
 
+// How often the ray from `point` to `ray_end` crosses the polygon. Each vertex
+// is placed against the ray once, and only sides that change sides of it are asked where they do.
+// @return false if a vertex lies on the ray or the point or the ray's end on a side, within the
+//         band: then the test of two segments has to tell what that means.
+bool CountClearCrossings(const NcLibWarpGridCoord* polygon, uint32_t count,
+                         const NcLibWarpGridCoord& point, const NcLibWarpGridCoord& ray_end,
+                         uint32_t& crossings) {
+    crossings = 0;
+    const NcLibWarpGridCoord* from = &polygon[count - 1];
+    int from_sign = OrientSign(point, ray_end, *from);
+    for (uint32_t i = 0; i < count; ++i) {
+        const NcLibWarpGridCoord* to = &polygon[i];
+        const int to_sign = OrientSign(point, ray_end, *to);
+        if (from_sign == 0 || to_sign == 0) {
+            return false;
+        }
+        if (from_sign != to_sign) {
+            const int at_point = OrientSign(*from, *to, point);
+            const int at_end = OrientSign(*from, *to, ray_end);
+            if (at_point == 0 || at_end == 0) {
+                return false;
+            }
+            crossings += at_point != at_end ? 1 : 0;
+        }
+        from = to;
+        from_sign = to_sign;
+    }
+    return true;
+}
+
 bool LiesInBoundingBox(const NcLibWarpGridCoord& point, NcLibSegment segment) {
     return point.x >= std::min(segment.p->x, segment.q->x) &&
            point.x <= std::max(segment.p->x, segment.q->x) &&
@@ -79,6 +109,10 @@ bool NcLibInternalIsPointCertainlyOnOrOutsideBoundaryOfPolygon(const NcLibWarpGr
     for (const float tilt : {0.0f, 1.0f}) {
         const NcLibWarpGridCoord ray_end = {max_x + 1.0f, point.y + tilt};
         uint32_t crossings = 0;
+        if (CountClearCrossings(polygon, count, point, ray_end, crossings)) {
+            return crossings % 2 == 0;
+        }
+        crossings = 0;
         bool is_ambiguous = false;
         for (uint32_t i = 0; i < count; ++i) {
             const NcLibSegment side = {&polygon[i], &polygon[i + 1 < count ? i + 1 : 0]};

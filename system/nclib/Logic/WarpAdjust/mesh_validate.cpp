@@ -2,11 +2,11 @@
 #include "nclib/Logic/WarpAdjust/mesh_validate.hpp"
 
 #include <algorithm>
-#include <cmath>
 
 #include "nclib/Logic/WarpAdjust/grid_boundary.hpp"
 #include "nclib/Logic/WarpAdjust/mesh_tests.hpp"
 #include "nclib/nclib_log.hpp"
+#include "platform/fused.hpp"
 
 namespace {
 
@@ -18,8 +18,8 @@ double Orient(const NcLibWarpGridCoord& p, const NcLibWarpGridCoord& q,
               const NcLibWarpGridCoord& r) {
     const double second = (static_cast<double>(r.y) - static_cast<double>(q.y)) *
                           (static_cast<double>(q.x) - static_cast<double>(p.x));
-    return std::fma(static_cast<double>(q.y) - static_cast<double>(p.y),
-                    static_cast<double>(r.x) - static_cast<double>(q.x), -second);
+    return platform::Fused(static_cast<double>(q.y) - static_cast<double>(p.y),
+                           static_cast<double>(r.x) - static_cast<double>(q.x), -second);
 }
 
 bool TurnsClockwise(const NcLibWarpGridCoord& p, const NcLibWarpGridCoord& q,

@@ -11,6 +11,7 @@
 #include "nclib/Logic/WarpAdjust/small_matrix.hpp"
 #include "nclib/Logic/WarpAdjust/warp_checks.hpp"
 #include "nclib/nclib_log.hpp"
+#include "platform/lanes.hpp"
 #include "steadywarp/nclib_chip.hpp"
 
 namespace {
@@ -178,15 +179,15 @@ constexpr std::array<WeightStep, nclib::kCoefSteps> kWeightSteps = [] {
     return steps;
 }();
 
-// What the kernel needs to know of a grid; pairs are x and y, four times over.
+// What the kernel needs to know of a grid; pairs are x and y, twice over.
 struct InsideView {
     const NcLibWarpGridCoord* nodes;
     size_t stride;
     float scale;
     int bits;
     float per_share;
-    int32_t offset[8];
-    int32_t limit[8];  // last first column and row of 4x4 nodes; negative if there is none
+    int32_t offset[4];
+    uint32_t cells[4];  // numbers of columns and rows that 4x4 nodes can start at
 };
 
 InsideView InsideOf(const GridView& view) {
@@ -194,12 +195,16 @@ InsideView InsideOf(const GridView& view) {
     const nclib::FixedPointFormat& format = view.format;
     InsideView inside = {grid.grid, grid.numColumns, format.scale, format.bits, 0, {}, {}};
     inside.per_share = 1.0f / static_cast<float>(1 << (format.bits - 7));
-    constexpr int64_t kMost = std::numeric_limits<int32_t>::max();
-    for (int i = 0; i < 8; i += 2) {
+    // Below 2^31, so that a negative cell, taken without its sign, is beyond them.
+    constexpr uint32_t kMost = std::numeric_limits<int32_t>::max();
+    const auto starts = [=](uint32_t nodes) {
+        return nodes > 3 ? std::min<uint32_t>(nodes - 3, kMost) : 0;
+    };
+    for (int i = 0; i < 4; i += 2) {
         inside.offset[i] = format.column_offset - (view.is_ring ? 0 : 1);
         inside.offset[i + 1] = format.row_offset - (view.is_ring ? 0 : 1);
-        inside.limit[i] = static_cast<int32_t>(std::min(kMost, int64_t{grid.numColumns} - 4));
-        inside.limit[i + 1] = static_cast<int32_t>(std::min(kMost, int64_t{grid.numRows} - 4));
+        inside.cells[i] = starts(grid.numColumns);
+        inside.cells[i + 1] = starts(grid.numRows);
     }
     return inside;
 }

@@ -242,6 +242,12 @@ struct FourPoints {
 struct FourWeights {
     Float4 w1, w2, w3;
     Int4 covers;
+
+    void Sum(const FourCorners& d1, const FourCorners& d2, const FourCorners& d3,
+             FourCorners& sum) const {
+        sum.x = w2 * d2.x + w1 * d1.x + w3 * d3.x;
+        sum.y = w2 * d2.y + w1 * d1.y + w3 * d3.y;
+    }
 };
 
 bool IsCutFromTopLeft(int32_t triangulation, int32_t column, int32_t row) {
@@ -314,19 +320,16 @@ class Scatter {
             batch.row[i] = batch.row[0];
             batch.column[i] = batch.column[0];
         }
-        Float4 row, column;
-        FloatsOf(batch.row, row);
-        FloatsOf(batch.column, column);
+        Int4 cells, rows, columns;
+        platform::LoadLanes(batch.cell_column, cells);
+        platform::LoadLanes(batch.row, rows);
+        platform::LoadLanes(batch.column, columns);
+        const Float4 row = __builtin_convertvector(rows, Float4);
+        const Float4 column = __builtin_convertvector(columns, Float4);
         // Where the diagonal lies decides on one corner of each triangle.
         FourCorners p[4], diagonal, opposite;
         GatherCorners(batch, p);
-        Int4 from_top_left;
-        for (int i = 0; i < 4; ++i) {
-            from_top_left[i] =
-                IsCutFromTopLeft(view_.In().triangulation, batch.cell_column[i], batch.cell_row)
-                    ? -1
-                    : 0;
-        }
+        const Int4 from_top_left = FromTopLeft(cells, batch.cell_row);
         Choose(from_top_left, p[3], p[1], diagonal);
         Choose(from_top_left, p[0], p[2], opposite);
 
@@ -334,14 +337,22 @@ class Scatter {
         FourWeights first, second;
         FindWeights(p[0], diagonal, p[2], points, first);
         FindWeights(opposite, p[1], p[3], points, second);
-        Store(batch, first, second);
+
+        Displace(batch, p);
+        Choose(from_top_left, p[3], p[1], diagonal);
+        Choose(from_top_left, p[0], p[2], opposite);
+        FourCorners in_first, in_second, result;
+        first.Sum(p[0], diagonal, p[2], in_first);
+        second.Sum(opposite, p[1], p[3], in_second);
+        Choose(first.covers, in_first, in_second, result);
+        Store(batch, first.covers | second.covers, result);
         batch.count = 0;
     }
 
-    static void FloatsOf(const int32_t (&values)[4], Float4& result) {
-        Int4 lanes;
-        platform::LoadLanes(values, lanes);
-        result = __builtin_convertvector(lanes, Float4);
+    // As IsCutFromTopLeft() for four cells in a row of cells.
+    Int4 FromTopLeft(const Int4& columns, int32_t row) const {
+        const int32_t cut = view_.In().triangulation;
+        return cut == 2 ? -((columns ^ row) & 1) : Int4{} - (cut == 1 ? 1 : 0);
     }
 
     // The corners of four cells in a row of cells.
@@ -360,6 +371,21 @@ class Scatter {
             p[2 * side].y = __builtin_shufflevector(left_a, left_b, 2, 3, 6, 7);
             p[2 * side + 1].x = __builtin_shufflevector(right_a, right_b, 0, 1, 4, 5);
             p[2 * side + 1].y = __builtin_shufflevector(right_a, right_b, 2, 3, 6, 7);
+        }
+    }
+
+    // Turn the corners of the cells of a batch into displacements, source minus destination.
+    void Displace(const Batch& batch, FourCorners (&p)[4]) const {
+        const float* columns = view_.In().srcGridColumnCoords;
+        const float* rows = view_.In().srcGridRowCoords + batch.cell_row;
+        Float4 a, b;  // left and right column of two cells each
+        platform::LoadPairs(columns + batch.cell_column[0], columns + batch.cell_column[1], a);
+        platform::LoadPairs(columns + batch.cell_column[2], columns + batch.cell_column[3], b);
+        const Float4 sides[2] = {__builtin_shufflevector(a, b, 0, 2, 4, 6),
+                                 __builtin_shufflevector(a, b, 1, 3, 5, 7)};
+        for (int i = 0; i < 4; ++i) {
+            p[i].x = sides[i % 2] - p[i].x;
+            p[i].y = rows[i / 2] - p[i].y;
         }
     }
 
@@ -386,28 +412,19 @@ class Scatter {
                    touches_x & touches_y;
     }
 
-    void Store(const Batch& batch, const FourWeights& first, const FourWeights& second) const {
-        const Int4 is_second = ~first.covers;
-        const Int4 covers = first.covers | second.covers;
-        const Float4 w1 = is_second ? second.w1 : first.w1;
-        const Float4 w2 = is_second ? second.w2 : first.w2;
-        const Float4 w3 = is_second ? second.w3 : first.w3;
-        int32_t is_covered[4], triangle[4];
-        float weights[3][4];
+    // Fill the holes among the nodes of a batch that are covered.
+    void Store(const Batch& batch, const Int4& covers, const FourCorners& result) const {
+        int32_t is_covered[4];
+        NcLibWarpGridCoord nodes[4];
         platform::StoreLanes(covers, is_covered);
-        platform::StoreLanes(is_second, triangle);
-        platform::StoreLanes(w1, weights[0]);
-        platform::StoreLanes(w2, weights[1]);
-        platform::StoreLanes(w3, weights[2]);
+        platform::StoreLanes(__builtin_shufflevector(result.x, result.y, 0, 4, 1, 5), nodes);
+        platform::StoreLanes(__builtin_shufflevector(result.x, result.y, 2, 6, 3, 7), nodes + 2);
         for (int i = 0; i < batch.count; ++i) {
             if (is_covered[i] != 0 && view_.IsHole(batch.row[i], batch.column[i])) {
-                const int32_t column = batch.cell_column[i];
-                const Weights w = {weights[0][i], weights[1][i], weights[2][i]};
-                NcLibWarpGridCoord& node = view_.At(batch.row[i], batch.column[i]);
-                node = w.DisplacementOf(Cell(view_, batch.cell_row, column),
-                                        CutOf(batch.cell_row, column)[-triangle[i]]);
-                if (std::isnan(node.x)) [[unlikely]] {  // still a hole for the second triangle
-                    FillToTheLetter(batch.cell_row, column, {batch.column[i], batch.column[i]},
+                view_.At(batch.row[i], batch.column[i]) = nodes[i];
+                if (std::isnan(nodes[i].x)) [[unlikely]] {  // a hole for the second triangle still
+                    FillToTheLetter(batch.cell_row, batch.cell_column[i],
+                                    {batch.column[i], batch.column[i]},
                                     {batch.row[i], batch.row[i]});
                 }
             }

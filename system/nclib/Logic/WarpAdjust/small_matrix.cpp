@@ -2,9 +2,9 @@
 #include "nclib/Logic/WarpAdjust/small_matrix.hpp"
 
 #include <algorithm>
-#include <cmath>
 
 #include "nclib/nclib_log.hpp"
+#include "platform/fused.hpp"
 
 namespace {
 
@@ -34,11 +34,12 @@ int32_t NcLibInternalMatrixInverseDouble(const double* T, double* inverse) {
 }
 
 void NcLibInternalMatrixProduct(const float* first, const float* second, float* product) {
+    using platform::Fused;
     for (int row = 0; row < 3; ++row) {
         for (int column = 0; column < 3; ++column) {
             const float* a = first + 3 * row;
             const float* b = second + column;
-            product[3 * row + column] = std::fma(a[2], b[6], std::fma(a[1], b[3], a[0] * b[0]));
+            product[3 * row + column] = Fused(a[2], b[6], Fused(a[1], b[3], a[0] * b[0]));
         }
     }
 }

@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file parameterhashmap.h
+/// Small look-up tables in the memory of a load.
+#pragma once
+
+#include <new>
+
+#include "steadywarp/tuning/parameterpool.h"
+
+/// Entries by a key, in the order of their coming.
+///
+/// An `Entry` is made of one pointer, copied as the map grows, and has room for a `uint32_t hash`.
+/// A key has a `Hash()` and tells by `Matches(entry)` whether it is that of an entry. Neither map
+/// nor entries need a destructor: they lie in a pool, which must outlive the map. Not safe for two
+/// threads while one of them changes it.
+template <typename Entry>
+class ParameterHashMap {
+  public:
+    Entry* begin() const { return m_entries; }
+    Entry* end() const { return m_entries + m_count; }
+    bool Empty() const { return m_count == 0; }
+    void Clear() {
+        m_count = 0;
+        ClearIndex();
+    }
+
+    /// @return NULL if there is none.
+    template <typename Key>
+    Entry* Find(Key const& key) const {
+        if (m_count == 0) {
+            return nullptr;
+        }
+        const uint32_t hash = key.Hash();
+        for (uint32_t slot = hash & Mask(); m_index[slot] != 0; slot = (slot + 1) & Mask()) {
+            Entry& entry = m_entries[m_index[slot] - 1];
+            if (entry.hash == hash && key.Matches(entry)) {
+                return &entry;
+            }
+        }
+        return nullptr;
+    }
+
+    /// Append an entry; there must be none of its key. @return NULL if memory is exhausted.
+    template <typename Key, typename Item>
+    Entry* Add(ParameterPool& pool, Key const& key, Item* item) {
+        if (m_count == m_capacity && !Grow(pool)) {
+            return nullptr;
+        }
+        Entry* entry = new (m_entries + m_count) Entry(item);
+        entry->hash = key.Hash();
+        ++m_count;
+        EnterInIndex(m_count);
+        return entry;
+    }
+
+  private:
+    // The index has two slots for each entry: numbers of entries from 1, 0 for none.
+    static constexpr uint32_t kFirstCapacity = 4;
+
+    uint32_t Mask() const { return 2 * m_capacity - 1; }
+    void ClearIndex() {
+        for (uint32_t slot = 0; slot < 2 * m_capacity; ++slot) {
+            m_index[slot] = 0;
+        }
+    }
+    void EnterInIndex(uint32_t number) {
+        uint32_t slot = m_entries[number - 1].hash & Mask();
+        while (m_index[slot] != 0) {
+            slot = (slot + 1) & Mask();
+        }
+        m_index[slot] = number;
+    }
+    bool Grow(ParameterPool& pool) {
+        const uint32_t capacity = m_capacity == 0 ? kFirstCapacity : 2 * m_capacity;
+        void* room = pool.Allocate(capacity * (sizeof(Entry) + 2 * sizeof(uint32_t)));
+        if (room == nullptr) {
+            return false;
+        }
+        auto* entries = static_cast<Entry*>(room);
+        for (uint32_t i = 0; i < m_count; ++i) {
+            new (entries + i) Entry(m_entries[i]);
+        }
+        m_entries = entries;
+        m_index = reinterpret_cast<uint32_t*>(entries + capacity);
+        m_capacity = capacity;
+        ClearIndex();
+        for (uint32_t number = 1; number <= m_count; ++number) {
+            EnterInIndex(number);
+        }
+        return true;
+    }
+
+    Entry* m_entries = nullptr;
+    uint32_t* m_index = nullptr;
+    uint32_t m_count = 0;
+    uint32_t m_capacity = 0;
+};

@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file orientation_history.hpp
+/// The last orientations of a stream, newest first and side by side in memory.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+
+#include "base/allocation.hpp"
+#include "base/vec3.hpp"
+#include "platform/lanes.hpp"
+
+namespace steadywarp {
+
+/// Each entry is stored twice, a whole history apart, so that the newest ones are one run of memory
+/// wherever the history begins: sums over them need no arithmetic of a ring.
+class OrientationHistory {
+  public:
+    /// Orientations kept, frames.
+    static constexpr uint32_t kCapacity = 240;
+
+    /// Takes the memory; is_allocated() tells whether there was any. Nothing is pushed without.
+    OrientationHistory() : _entries(allocate<Entries>()) {}
+
+    bool is_allocated() const { return _entries != nullptr; }
+    uint32_t size() const { return _size; }
+    void clear() { _size = 0; }
+
+    void push(const Vec3<double>& angles) {
+        _newest = (_newest != 0 ? _newest : kCapacity) - 1;
+        _size += _size < kCapacity ? 1 : 0;
+        const platform::Float4 single = {static_cast<float>(angles.x), static_cast<float>(angles.y),
+                                         static_cast<float>(angles.z), 0.0f};
+        for (const uint32_t slot : {_newest, _newest + kCapacity}) {
+            for (uint32_t axis = 0; axis < 3; ++axis) {
+                _entries->angles[axis][slot] = angles[axis];
+            }
+            _entries->singles[slot] = single;
+        }
+    }
+
+    /// size() angles of an axis, newest first.
+    const double* angles(uint32_t axis) const { return &_entries->angles[axis][_newest]; }
+    /// The same in single precision: x, y, z, 0.
+    const platform::Float4* singles() const { return &_entries->singles[_newest]; }
+
+  private:
+    template <typename T>
+    using Twice = std::array<T, 2 * kCapacity>;
+    struct Entries {
+        std::array<Twice<double>, 3> angles{};
+        Twice<platform::Float4> singles{};
+    };
+
+    std::unique_ptr<Entries> _entries;
+    uint32_t _newest = 0;
+    uint32_t _size = 0;
+};
+
+}  // namespace steadywarp
