@@ -19,6 +19,7 @@ class ParameterHashMap {
     Entry* begin() const { return m_entries; }
     Entry* end() const { return m_entries + m_count; }
     bool Empty() const { return m_count == 0; }
+    /// Forget all entries; their memory stays the pool's.
     void Clear() {
         m_count = 0;
         ClearIndex();

@@ -18,12 +18,14 @@ class ParameterDialinWorker;
 
 /// A module in a mode, and how many users hold it.
 struct ModuleReference {
+    /// @param held not NULL; nobody holds it yet.
     explicit ModuleReference(ParameterModule* held) : module(held) {}
     /// For a mode's list as it grows, while nobody else counts.
     ModuleReference(const ModuleReference& other)
         : module(other.module), references(other.references.load()), hash(other.hash) {}
     ModuleReference& operator=(const ModuleReference&) = delete;
 
+    /// What the entry is found by.
     char const* TypeName() const { return module->GetModuleType(); }
 
     ParameterModule* module;
@@ -63,9 +65,11 @@ class STEADYWARP_API ModeEntry {
     /// The numeric path from the root, valid for the life of the load; NULL if it is too long.
     char const* GetPath() const { return m_path; }
 
+    /// @{
     /// Find a module by its type name. @return NULL if there is none.
     ParameterModule* FindModule(std::string const* name);
     ParameterModule* FindModule(ParameterTypeKey const& key);
+    /// @}
     /// Take a module under its type name. @return false if memory is exhausted.
     bool AddModule(ParameterModule* module);
     /// Put a module in the place of the one with its type name. Cannot fail for memory.

@@ -15,6 +15,7 @@ class STEADYWARP_API ParameterTypeKey {
     /// Longest name of a type; see ModuleData::GetType() for what becomes of a longer one.
     static constexpr size_t kLongest = 32;
 
+    /// @param moduleName full name of a module; not kept.
     explicit ParameterTypeKey(char const* moduleName);
 
     uint32_t Hash() const { return m_hash; }
