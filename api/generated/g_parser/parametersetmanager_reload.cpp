@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
 #include <new>
 
 #include "parameterlogging.hpp"
@@ -110,7 +111,10 @@ bool ParameterSetManager::ReloadAsBuffer() {
 // partner here, and stays with `other` if none has.
 bool ParameterSetManager::TakeOver(ModeEntry* target, ParameterModule* module,
                                    ParameterSetManager* other) {
-    const auto partner = target->m_modules.find(module->GetModuleType());
+    // Not by find(): its key would be a copy that takes memory.
+    const auto partner =
+        std::find_if(target->m_modules.begin(), target->m_modules.end(),
+                     [&](auto const& entry) { return entry.first == module->GetModuleType(); });
     if (partner == target->m_modules.end() || partner->second.module == nullptr) {
         return true;
     }
