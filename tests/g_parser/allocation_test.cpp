@@ -261,14 +261,14 @@ INSTANTIATE_TEST_SUITE_P(Modes, TuningReload, testing::Values(true),
 TEST(TextAllocation, ATextWithoutMemoryIsNone) {
     const unsigned char bytes[] = "text";
     const struct {
-        unsigned int length;
+        unsigned int length, field;
         const char* text;
-    } kRows[] = {{0, ""}, {3, "tex"}, {sizeof bytes, "text"}};
+    } kRows[] = {{0, 0, ""}, {0, 5, ""}, {3, 5, "tex"}, {5, 5, "text"}};
     for (const auto& row : kRows) {
         for (const bool fails : {true, false}) {
             unsigned int at = 0;
             fail_any_allocation(fails ? 1 : 0);
-            char* text = ParameterUtils::ReadString(bytes, row.length, &at, sizeof bytes, 1);
+            char* text = ParameterUtils::ReadString(bytes, row.length, &at, row.field, 1);
             EXPECT_EQ(fail_any_allocation(0), 0u);
             EXPECT_STREQ(text, fails ? nullptr : row.text);
             std::free(text);
