@@ -29,6 +29,13 @@ void CountComplaints(uint32_t, Zelm::Log::Level level, const char* text, void*) 
     }
 }
 
+class ServedManager : public SampleManager {
+  public:
+    using SampleManager::CreateWorker;
+    using SampleManager::DeleteWorker;
+    using SampleManager::SampleManager;
+};
+
 class TuningAllocation : public testing::TestWithParam<bool> {
   protected:
     void SetUp() override {
@@ -55,7 +62,7 @@ class TuningAllocation : public testing::TestWithParam<bool> {
         for (size_t n = 1; n < 5000 && !reached_the_end; ++n) {
             const size_t live = live_blocks();
             {
-                SampleManager manager(GetParam());
+                ServedManager manager(GetParam());
                 EXPECT_TRUE(!loaded || Load(manager));
                 complaints = 0;
                 table_is_empty = false;
@@ -129,13 +136,17 @@ TEST_P(TuningAllocation, ViewsAndValues) {
         [&](SampleManager& manager) {
             char text[256];
             unsigned char modes[256];
-            PList<ParameterParserInfo> list;
-            const bool values =
-                manager.SetControlValues("1=1,2=2") && manager.GetControlValues(text, 256);
-            const bool active = manager.GetActiveModes(text, sizeof text) == GetParam();
+            PList<ParameterParserInfo> list, modules;
+            PList<ParameterCTValue> copies;
+            const bool values = manager.SetControlValues("1=1,2=2") &&
+                                manager.GetControlValues(text, 256) &&
+                                manager.GetControlValues(copies);
             manager.GetChildModes("0.0", modes, sizeof modes);
-            const bool read = manager.GetValue(kAdrc, "alpha", nullptr, text, sizeof text);
-            const bool listed = manager.GetInfo(kAdrc, "alpha", list);
+            const bool read = manager.LoadMode(kAdrcBranch, 4, nullptr) == GetParam() &&
+                              manager.GetValue(kAdrc, "alpha", nullptr, text, sizeof text);
+            const bool active = manager.GetActiveModes(text, sizeof text) == GetParam();
+            const bool listed = manager.GetInfo(kAdrc, "alpha", list) &&
+                                manager.GetInfo(kAdrcBranch, 4, "", modules);
             ++complaints;  // these tell by their result alone
             return values && active && read && listed;
         },
@@ -206,6 +217,21 @@ TEST_P(TuningAllocation, TheServiceAnswersOrSaysNothing) {
         });
 }
 
+TEST_P(TuningAllocation, AServiceStartsOrDoesNot) {
+    ParameterDialinCom::LoopbackOnly = true;
+    FailEach(
+        false,
+        [&](SampleManager& manager) {
+            auto& served = static_cast<ServedManager&>(manager);
+            const bool created = served.CreateWorker();
+            const bool good = Load(manager) && NumberOfAdrc(manager) == 132;
+            served.DeleteWorker();
+            ++complaints;  // by its result alone
+            return created && good;
+        },
+        [&](SampleManager& manager) { EXPECT_TRUE(manager.IsLoaded() || Load(manager)); });
+}
+
 INSTANTIATE_TEST_SUITE_P(Modes, TuningAllocation, testing::Bool(),
                          [](const auto& test) { return test.param ? "file" : "buffer"; });
 
@@ -231,5 +257,23 @@ TEST_P(TuningReload, FailsWholeAndCanBeRepeated) {
 
 INSTANTIATE_TEST_SUITE_P(Modes, TuningReload, testing::Values(true),
                          [](const auto&) { return "file"; });
+
+TEST(TextAllocation, ATextWithoutMemoryIsNone) {
+    const unsigned char bytes[] = "text";
+    const struct {
+        unsigned int length, field;
+        const char* text;
+    } kRows[] = {{0, 0, ""}, {0, 5, ""}, {3, 5, "tex"}, {5, 5, "text"}};
+    for (const auto& row : kRows) {
+        for (const bool fails : {true, false}) {
+            unsigned int at = 0;
+            fail_any_allocation(fails ? 1 : 0);
+            char* text = ParameterUtils::ReadString(bytes, row.length, &at, row.field, 1);
+            EXPECT_EQ(fail_any_allocation(0), 0u);
+            EXPECT_STREQ(text, fails ? nullptr : row.text);
+            std::free(text);
+        }
+    }
+}
 
 }  // namespace

@@ -2,6 +2,8 @@
 // Every allocation of a catalogue, of an instance and of an array fails once.
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "modules/module_payload.hpp"
 #include "steadywarp/tuning/modules/deep.h"
 #include "steadywarp/tuning/shapessetmanager.h"
@@ -29,12 +31,15 @@ class ModuleAllocation : public testing::Test {
   protected:
     void SetUp() override {
         _bytes = SampleBytes(
-            ModesText() + ModuleText("a_module-name_no_record_can_hold", {1, 0, 0}, "Default",
-                                     PayloadMaker().Make(*deep::deepType::kModule.values).values));
+            Text() + ModuleText("a_module-name_no_record_can_hold", {1, 0, 0}, "Default",
+                                PayloadMaker().Make(*deep::deepType::kModule.values).values));
         Zelm::Log::SetSink(CountFailures, nullptr);
     }
     void TearDown() override { Zelm::Log::SetSink(nullptr, nullptr); }
 
+    static std::string Text() {
+        return "tag = \"a tag that is too long to be kept in place\"\n" + std::string(ModesText());
+    }
     bool Load(ParameterSetManager& manager) {
         return manager.LoadBinaryParameters(_bytes.data(), _bytes.size());
     }
@@ -103,6 +108,51 @@ TEST_F(ModuleAllocation, AModuleOnDemandSurvivesAnyFailureAndLoadsTheNextTime) {
     }
     EXPECT_FALSE(came);
     EXPECT_GT(n, 40u);
+}
+
+TEST_F(ModuleAllocation, EveryOperationSurvivesAnyFailure) {
+    SampleFile disk;
+    disk.Write(_bytes);
+    const struct {
+        const char* what;
+        bool loaded;
+        std::function<void(ShapesSetManager&)> run;
+    } kRows[] = {
+        {"load from memory", false, [&](auto& manager) { Load(manager); }},
+        {"load from disk", false,
+         [&](auto& manager) { manager.LoadBinaryParameters(disk.Name()); }},
+        {"update", true,
+         [&](auto& manager) {
+             manager.LoadMode(kRoot, 1, nullptr);
+             manager.UpdateBinaryParameters(_bytes.data(), _bytes.size());
+         }},
+        {"list", true,
+         [&](auto& manager) {
+             // Lists that grow with every entry.
+             PList<ParameterParserInfo> modules(1), fields(1);
+             manager.GetInfo(kRoot, 1, "", modules);
+             if (ParameterModule* module = manager.GetModule(kDeepName, kRoot, 1, nullptr)) {
+                 module->GetInfo("", fields);
+                 module->GetInfo("outer[0]", fields);
+             }
+         }},
+    };
+    for (const auto& row : kRows) {
+        bool came = true;
+        for (size_t n = 1; came && n < 5000; ++n) {
+            const size_t live = live_blocks();
+            {
+                ShapesSetManager manager;
+                ASSERT_TRUE(!row.loaded || manager.LoadBinaryParameters(disk.Name()));
+                fail_any_allocation(n);
+                row.run(manager);
+                came = fail_any_allocation(0) == 0;
+                EXPECT_TRUE(manager.IsLoaded() || Load(manager)) << row.what << n;
+            }
+            EXPECT_EQ(live_blocks(), live) << row.what << n;
+        }
+        EXPECT_FALSE(came) << row.what;
+    }
 }
 
 TEST_F(ModuleAllocation, AnInstanceWithoutMemoryIsRefused) {

@@ -5,6 +5,7 @@
 #include "nclib/Logic/WarpAdjust/topology.hpp"
 #include "nclib/Logic/WarpAdjust/warp_copy.hpp"
 #include "nclib/geometry/geometric_fit.hpp"
+#include "platform/memory.hpp"
 #include "steadywarp/eis_utility.h"
 #include "steadywarp/nclib_ica.h"
 #include "steadywarp/nclib_temporal.h"
@@ -65,6 +66,14 @@ TEST(WarpAllocation, OnlyReversalAllocates) {
     NcLibWarpConvertToVirtualDomain(nullptr, nullptr);  // logs
     EXPECT_EQ(allocation_count(), before);
     Zelm::Log::SetSink(nullptr, nullptr);
+}
+
+TEST(WarpAllocation, AZeroedBlockIsWholeOrNone) {
+    for (const size_t alignment : {size_t{8}, size_t{256}}) {
+        steadywarp::test::fail_any_allocation(1);
+        EXPECT_EQ(ZelmCalloc(64, alignment, ZelmMemoryType::kGeneral), nullptr) << alignment;
+        EXPECT_EQ(steadywarp::test::fail_any_allocation(0), 0u) << alignment;
+    }
 }
 
 TEST(WarpAllocation, FunctionsOnWholeFramesAllocateNothing) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file allocation_counter.hpp
 /// Counts every allocation of the program, and makes a chosen one fail. For programs that link
-/// allocation_counter.cpp and wrap malloc, calloc, realloc and strdup.
+/// allocation_counter.cpp and wrap malloc, calloc, realloc, strdup and posix_memalign.
 #pragma once
 
 #include <cstddef>
@@ -18,7 +18,7 @@ void fail_allocation(size_t n);
 void fail_c_allocation(size_t n);
 
 /// As fail_allocation(), for every kind of allocation: operator new, malloc, calloc, realloc,
-/// strdup.
+/// strdup, posix_memalign.
 /// @return how many were left to go before the failure that was asked for last; 0: it came.
 size_t fail_any_allocation(size_t n);
 

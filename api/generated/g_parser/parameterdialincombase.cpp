@@ -72,29 +72,28 @@ void ParameterDialinComBase::Signal::Wait(int timeoutSeconds) {
     }
 }
 
-bool ParameterDialinComBase::Queue::Push(Packet* packet) {
+void ParameterDialinComBase::Queue::Push(Packet* packet) {
     const std::lock_guard<std::mutex> lock(mutex);
-    try {
-        packets.push_back(packet);
-        return true;
-    } catch (const std::bad_alloc&) {
-        return false;
-    }
+    packet->next = nullptr;
+    (last != nullptr ? last->next : first) = packet;
+    last = packet;
+    ++count;
 }
 
 ParameterDialinComBase::Packet* ParameterDialinComBase::Queue::Take() {
     const std::lock_guard<std::mutex> lock(mutex);
-    if (packets.empty()) {
-        return nullptr;
+    Packet* packet = first;
+    if (packet != nullptr) {
+        first = packet->next;
+        last = first != nullptr ? last : nullptr;
+        --count;
     }
-    Packet* packet = packets.front();
-    packets.pop_front();
     return packet;
 }
 
 size_t ParameterDialinComBase::Queue::Count() {
     const std::lock_guard<std::mutex> lock(mutex);
-    return packets.size();
+    return count;
 }
 
 void ParameterDialinComBase::Queue::Clear() {
@@ -285,12 +284,12 @@ void ParameterDialinComBase::ReadWorker() {
             continue;
         }
         Packet* packet = Packet::Make(frame, length, m_client);
-        if (packet == nullptr || !m_requests.Push(packet)) {
+        if (packet == nullptr) {
             PARAMETER_LOG_ERROR(m_logger, "Dialin failed to allocate a request of %u bytes\n",
                                 length);
-            delete packet;
             continue;
         }
+        m_requests.Push(packet);
         m_requestReady.Set();
     }
 }
@@ -314,16 +313,10 @@ ParameterDialinComBase::Packet* ParameterDialinComBase::Read(int timeoutSeconds)
 // ---- From replies to bytes ----
 
 void ParameterDialinComBase::QueueReply(Packet* reply) {
-    if (reply == nullptr) {
-        return;
+    if (reply != nullptr) {
+        m_replies.Push(reply);
+        m_writeReady.Set();
     }
-    if (!m_replies.Push(reply)) {
-        PARAMETER_LOG_ERROR(m_logger, "Dialin failed to queue a reply of %u bytes\n",
-                            reply->length);
-        delete reply;
-        return;
-    }
-    m_writeReady.Set();
 }
 
 ParameterDialinComBase::Packet* ParameterDialinComBase::TakeReply() {

@@ -7,7 +7,6 @@
 
 #include <chrono>
 #include <condition_variable>
-#include <deque>
 #include <mutex>
 #include <thread>
 
@@ -29,7 +28,8 @@ class STEADYWARP_API ParameterDialinComBase {
     struct STEADYWARP_API Packet {
         unsigned char* data = nullptr;  ///< one zero byte follows the last
         uint32_t length = 0;
-        uint32_t client = 0;  ///< counts the clients; the reply to one never reaches another
+        uint32_t client = 0;     ///< counts the clients; the reply to one never reaches another
+        Packet* next = nullptr;  ///< the one behind it in its queue
 
         /// Copy a frame; lengths 0 and 65535 make the empty packet.
         /// @return NULL if memory is exhausted.
@@ -103,11 +103,14 @@ class STEADYWARP_API ParameterDialinComBase {
         void Set();
         void Wait(int timeoutSeconds);
     };
+    /// Chained by the packets themselves, so that nothing here can fail.
     struct Queue {
-        std::deque<Packet*> packets;
+        Packet* first = nullptr;
+        Packet* last = nullptr;
+        size_t count = 0;
         std::mutex mutex;
 
-        bool Push(Packet* packet);
+        void Push(Packet* packet);
         Packet* Take();
         size_t Count();
         void Clear();
