@@ -201,6 +201,10 @@ const Refusal kRefusals[] = {
     {[](Args& a) { return NcLibCalcMaxOutputWindow(&a.window, nullptr, a.ica.get(), &a.window); }, kInvalid, "NULL pointer: origWinAtOut"},
     {[](Args& a) { return NcLibCalcMaxOutputWindow(&a.window, &a.window, nullptr, &a.window); }, kInvalid, "NULL pointer: grid"},
     {[](Args& a) { return NcLibCalcMaxOutputWindow(&a.window, &a.window, a.ica.get(), nullptr); }, kInvalid, "NULL pointer: winAtOut"},
+    {[](Args& a) { NcLibZoomWindow empty{}; return NcLibCalcMaxOutputWindow(&empty, &a.window, a.ica.get(), &a.window); }, kInvalid,
+     "Invalid zoom window full size 0, 0"},
+    {[](Args& a) { NcLibZoomWindow empty{}; return NcLibCalcMaxOutputWindow(&a.window, &empty, a.ica.get(), &empty); }, kInvalid,
+     "Invalid zoom window full size 0, 0"},
     // Reversal
     {[](Args& a) { return NcLibWarpReverseGridDirection(nullptr, a.points, &a.f); }, kInvalid, "NULL pointer: in"},
     {[](Args& a) { a.reverse.dstCoords = nullptr; return a.Reverse(); }, kInvalid, "NULL pointer: in->dstCoords"},

@@ -2,6 +2,7 @@
 // Chains of transforms: zones, stages, searches, outlines, and the soundness of a mesh.
 #include <limits>
 #include <memory>
+#include <utility>
 
 #include "nclib/Logic/WarpAdjust/grid_boundary.hpp"
 #include "nclib/Logic/WarpAdjust/inverse_grid.hpp"
@@ -216,6 +217,11 @@ TEST(GridBoundary, WalksClockwiseFromTheTopLeft) {
     }
 }
 
+// A point inside of a triangle.
+Point Mixed(Point a, Point b, Point c) {
+    return {(a.x + b.x + c.x) / 3, (a.y + b.y + c.y) / 3};
+}
+
 TEST(GridValidate, TellsSoundMeshesFromFoldedOnes) {
     struct Row {
         const char* what;
@@ -235,6 +241,15 @@ TEST(GridValidate, TellsSoundMeshesFromFoldedOnes) {
         {"an inner node over its neighbour", kNone, [](Grid& g) { g.nodes[5 * 33 + 5].x += 300; },
          false},
         {"a flat cell", kNone, [](Grid& g) { g.nodes[5 * 33 + 5] = g.nodes[5 * 33 + 6]; }, false},
+        // The corner of a mesh past its cell's diagonal turns one of the cell's triangles alone.
+        {"top left past", kNone,
+         [](Grid& g) { g.nodes[0] = Mixed(g.nodes[1], g.nodes[33], g.nodes[34]); }, false},
+        {"top right past", kNone,
+         [](Grid& g) { g.nodes[32] = Mixed(g.nodes[31], g.nodes[65], g.nodes[64]); }, false},
+        {"bottom left past", kNone,
+         [](Grid& g) { g.nodes[792] = Mixed(g.nodes[793], g.nodes[759], g.nodes[760]); }, false},
+        {"bottom right past", kNone,
+         [](Grid& g) { g.nodes[824] = Mixed(g.nodes[823], g.nodes[791], g.nodes[790]); }, false},
         {"an outline that crosses itself", kNone, [](Grid& g) { g.nodes[10].y += 7000; }, false},
         {"mirrored", kNone, [](Grid& g) { g.Change_([](Point p) {
                                               return Point{-p.x, p.y};
@@ -278,6 +293,12 @@ TEST(GridValidate, LaterMeshesUseTheFirstOnesSizeAtTheirCornersAndStayInTheirMem
     EXPECT_TRUE(NcLibWarpDebugNcLibWarpGridValidate(&first.record));
     Grid smaller(5, 5, kCorners);
     EXPECT_TRUE(NcLibWarpDebugNcLibWarpGridValidate(&smaller.record));
+    // Its own last row and column are what a corner is held against.
+    const Point right = std::exchange(smaller.corners[1], {4000, -3080});
+    EXPECT_FALSE(NcLibWarpDebugNcLibWarpGridValidate(&smaller.record));
+    smaller.corners[1] = right;
+    smaller.corners[2] = {-4100, 3000};
+    EXPECT_FALSE(NcLibWarpDebugNcLibWarpGridValidate(&smaller.record));
     // The corner of a larger mesh is looked for where the first mesh ended: its middle.
     Grid larger(49, 65, kCorners);
     EXPECT_FALSE(NcLibWarpDebugNcLibWarpGridValidate(&larger.record));

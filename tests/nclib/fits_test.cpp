@@ -199,6 +199,30 @@ TEST(Evaluators, ListInliersAndScoreTheRest) {
     EXPECT_EQ(count, 4);
 }
 
+TEST(Evaluators, UseAllOfTheMatrix) {
+    // H takes (1, 2) to (12, 30) / 8 and (3, 1) to (13, 33) / 8; `to` misses by (1/2, -1/4) and
+    // (1/4, 1), whose squares are 5/16 and 17/16.
+    const float from[] = {1, 2, 3, 1};
+    const float to[] = {2, 3.5f, 1.875f, 5.125f};
+    const uint16_t indices[] = {0, 1};
+    const bcvCorrespondences c = {from, to, 2, 2, 2, indices, 2};
+    float h[9] = {2, 3, 4, 5, 7, 11, 1, 2, 3};
+    unsigned short inliers[2];
+    int count;
+    float score;
+    EXPECT_EQ(bcvGeomHomographyEvaluateMSACf32(&c, h, 2, inliers, &count, &score), 0);
+    EXPECT_EQ(score, 1.375f);
+    // On the threshold is outside, and an outlier scores it.
+    EXPECT_EQ(bcvGeomHomographyEvaluateMSACf32(&c, h, 1.0625f, inliers, &count, &score), -1);
+    EXPECT_EQ(count, 1);
+    EXPECT_EQ(score, 1.375f);
+    EXPECT_EQ(bcvGeomHomographyEvaluatef32(&c, h, 1.0625f, 0, inliers, &count), -1);
+    EXPECT_EQ(count, 1);
+    // Affine: (12, 30) and (13, 33), so that the misses are (10, 26.5) and (11.125, 27.875).
+    EXPECT_EQ(bcvGeomAffineTransformEvaluatef32(&c, h, 2000, inliers, &count, &score), 0);
+    EXPECT_EQ(score, 1703.03125f);
+}
+
 TEST(Solvers, SolveSmallSystemsAndTellWhenTheyCannot) {
     float a[9] = {4, 2, 2, 2, 5, 3, 2, 3, 6};
     const float b[3] = {8, 10, 11};  // x = (1, 1, 1)

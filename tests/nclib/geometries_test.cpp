@@ -2,6 +2,7 @@
 // Faces and points of the noise reduction, carried into the output: against the same point taken
 // through the lens and the hand step by step.
 #include <algorithm>
+#include <iterator>
 #include <limits>
 
 #include "nclib/Logic/WarpAdjust/frame_geometries.hpp"
@@ -167,8 +168,9 @@ TEST(NoiseReduction, PointsGoThroughTheCropAndTheWarps) {
             }
         }
     }
-    // Beyond the window a point is held one past its last pixel.
+    // Beyond the window a point is held one past its last pixel. The last unit is still a point.
     Scene scene;
+    scene.in.lnrPoints[2] = {NC_LIB_LNR_UNITS, NC_LIB_LNR_UNITS};
     scene.in.eisFOV = {kWidth, kHeight, 900, 700, 20, 20};
     ASSERT_EQ(NcLibWarpGeometries(&scene.in, &scene.out), NC_LIB_SUCCESS);
     EXPECT_EQ(scene.out.lnrPoints[0].x, 0u);
@@ -181,10 +183,14 @@ TEST(FaceRectangles, AreCarriedByTheirCorners) {
     Alignment hand(kHandNow);
     const NcLibWarp warp = {hand.matrices.record, grid->record, OUT_2_IN};
     const NcLibImageSize detector = {640, 480}, full = {4000, 3000};
-    // The last one has its second corner outside of the detector's picture: it is scaled only.
-    const NcLibFdRoi found[] = {{100, 80, 120, 90}, {0, 0, 640, 480}, {600, 400, 50, 90}};
-    NcLibFdRoi carried[3];
-    ASSERT_EQ(NcLibTranslateFdDomains(found, 3, &detector, &warp, &full, carried), NC_LIB_SUCCESS);
+    // The others have one corner outside of the detector's picture, by one side: it is scaled only.
+    const NcLibFdRoi found[] = {{100, 80, 120, 90}, {0, 0, 640, 480},    {600, 300, 50, 90},
+                                {400, 400, 50, 90}, {-20, 200, 100, 90}, {200, -20, 100, 90},
+                                {600, 400, 50, 90}};
+    constexpr uint32_t kFaces = std::size(found);
+    NcLibFdRoi carried[kFaces];
+    ASSERT_EQ(NcLibTranslateFdDomains(found, kFaces, &detector, &warp, &full, carried),
+              NC_LIB_SUCCESS);
     const auto carry = [&](double x, double y) {
         if (x < 0 || x > 640 || y < 0 || y > 480) {
             return P{x * 4000 / 640, y * 3000 / 480};
@@ -192,7 +198,7 @@ TEST(FaceRectangles, AreCarriedByTheirCorners) {
         const P p = Barrel(2e-9)(Apply(kHandNow, {x * 8192 / 640 - 4096, y * 6144 / 480 - 3072}));
         return P{(p.x + 4096) * 4000 / 8192, (p.y + 3072) * 3000 / 6144};
     };
-    for (int i = 0; i < 3; ++i) {
+    for (uint32_t i = 0; i < kFaces; ++i) {
         const P tl = carry(found[i].x, found[i].y);
         const P br = carry(found[i].x + found[i].width, found[i].y + found[i].height);
         EXPECT_NEAR(carried[i].x, std::trunc(tl.x), 1);

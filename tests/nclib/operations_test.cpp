@@ -219,6 +219,28 @@ TEST(BreachGuard, FadesFromEachSideByTheSameRule) {
     }
 }
 
+TEST(BreachGuard, FindsABulgeBetweenTheCorners) {
+    NcLibChipInfo::Set(kChip30, 0);
+    // With a margin of 0.1 the crop ends at 3686.4 and 2764.8; a bulge of 600 about one of the
+    // three inner points of a side leaves the frame there, and has faded long before the next
+    // point.
+    for (const float along : {-0.5f, 0.0f, 0.5f}) {
+        for (const Point& side : {Point{-1, along}, {1, along}, {along, -1}, {along, 1}}) {
+            const Point at = {side.x * 3686.4f, side.y * 2764.8f};
+            const bool sideways = std::fabs(side.x) == 1.0f;
+            Grid grid(27, 35, kRing);
+            grid.Change_([&](Point p) {
+                const float d = Distance(p, at) / 500.0f;
+                const float by = 600.0f * std::exp(-d * d);
+                return sideways ? Point{p.x + side.x * by, p.y} : Point{p.x, p.y + side.y * by};
+            });
+            float kept = 0;
+            EXPECT_TRUE(NcLibWarpVerifyGrid_NoBreachInternal(&grid.record, 0.1f, 3, &kept));
+            EXPECT_LT(kept, 0.8f) << side.x << ", " << side.y;
+        }
+    }
+}
+
 std::unique_ptr<NcLibIcaGrid> Fixed(const Grid& grid) {
     auto fixed = std::make_unique<NcLibIcaGrid>();
     NcLibWarpGridToIcaGrid(&grid.record, fixed.get());

@@ -117,6 +117,21 @@ TEST(Reversal, FillsBeyondTheMeshAsAsked) {
     }
 }
 
+TEST(Reversal, CoversATenMillionthBeyondAnEdge) {
+    // Left of a cell of 8 by 8 a node has a weight of minus an eighth of its distance.
+    for (const int32_t triangulation : {0, 1}) {
+        for (const float weight : {0.75e-7f, 1.25e-7f}) {
+            Mesh mesh(2, 2, 0, 8);
+            mesh.in.triangulation = triangulation;
+            mesh.Lattice(2, 2, 3, 5);
+            mesh.in.dstGridStartX = -8 * weight;
+            float percent = -1;
+            mesh.Reversed(&percent);
+            EXPECT_EQ(percent, weight < 1e-7f ? 0.0f : 50.0f) << triangulation;
+        }
+    }
+}
+
 TEST(Reversal, PropagationTakesTheMeanOfTwoSides) {
     // Two strips cover columns 0, 1 and 3, 4; what lies between lands nowhere. The hole is met by
     // 2*1 - 0 = 2 from the left and by 2*9 - 10 = 8 from the right.
@@ -137,6 +152,26 @@ TEST(Reversal, PropagationTakesTheMeanOfTwoSides) {
     EXPECT_EQ(percent, 20.0f);
     EXPECT_NEAR(filled[2].x, (2.0f + 8.0f) / 2, 1e-4);
     EXPECT_NEAR(filled[7].y, 1, 1e-4);
+}
+
+TEST(Reversal, PropagationNeedsTwoNodesOnASide) {
+    // Columns 0, 2 and 3 are covered. Column 1 has one node to its left and two to its right, which
+    // give 2*7 - 9 = 5.
+    Mesh broken(2, 5, 0, 1);
+    broken.in.extrapolation = 2;
+    const float columns[5] = {-0.5f, 0.5f, 0, 7, 9};
+    const float landing[5] = {-0.5f, 0.5f, std::numeric_limits<float>::quiet_NaN(), 2, 3};
+    for (int i = 0; i < 10; ++i) {
+        broken.columns[i % 5] = columns[i % 5];
+        broken.landing[i] = {landing[i % 5], i < 5 ? 0.0f : 1.0f};
+    }
+    broken.Lattice(2, 4, 0, 3);
+    broken.in.dstGridEndY = 1;
+    float percent = 0;
+    const auto filled = broken.Reversed(&percent);
+    EXPECT_EQ(percent, 25.0f);
+    EXPECT_NEAR(filled[1].x, 5, 1e-4);
+    EXPECT_NEAR(filled[5].x, 5, 1e-4);
 }
 
 TEST(Reversal, AHoleInsideTheMeshIsACornerCaseOfTheBoundaryTest) {

@@ -318,6 +318,28 @@ TEST(IcaValidity, MeasuresInPixelsOfTheWindows) {
     EXPECT_NEAR(corner.scratch[0].y, -20.0, 0.1);
 }
 
+TEST(IcaValidity, LooksAtTheOutermostLines) {
+    for (const double sign : {-1.0, 1.0}) {
+        // Columns are stretched the more the nearer to one side they stand, by 1.5 on it and by
+        // less than 1.494 a step of 30 pixels inside; so are the rows, by 1.3 and by less
+        // than 1.296.
+        const auto tall = GridOf([&](P p) {
+            return P{p.x, p.y * (1.3 + sign * 0.2 * p.x / 4096)};
+        });
+        const auto wide = GridOf([&](P p) {
+            return P{p.x * (1.2 + sign * 0.1 * p.y / 3072), p.y};
+        });
+        Check check;
+        check.warp.grid = tall->record;
+        check.IsValid();
+        EXPECT_NEAR(check.measured.stretchSquared, 1.5 * 1.5, 5e-3);
+        check.warp.grid = wide->record;
+        check.IsValid();
+        EXPECT_NEAR(check.measured.stretchSquared, 1.3 * 1.3, 5e-3);
+        EXPECT_NEAR(check.measured.spanRatio, 1.3, 2e-3);
+    }
+}
+
 TEST(IcaValidity, LooksAtSpansOf336Pixels) {
     // Columns 1.5 times as far apart over a part of the row. Steps are 15 pixels, so a span is 330:
     // of 120 pixels it makes (180 + 210) / 330 = 1.18, of 240 pixels (360 + 90) / 330 = 1.36.

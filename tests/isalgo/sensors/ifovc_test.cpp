@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <functional>
 #include <limits>
@@ -204,6 +205,18 @@ TEST(IfovcHandler, StepsItsDelayLineWithAndWithoutSamples) {
     Bench short_line(kScaleFromSample);
     short_line.take({});
     EXPECT_EQ(short_line.handler->state(), uint32_t{kStateRunning});
+}
+
+TEST(DelayLine, HoldsBackOneFrameLessThanItsSize) {
+    for (const uint32_t size : {0u, 1u, 2u, 3u, 9u}) {
+        DelayLine line(size);
+        for (uint32_t frame = 0; frame < 12; ++frame) {
+            EXPECT_TRUE(line.add_frame());
+            EXPECT_EQ(line.take_output() == DelayLine::kCore, frame + 1 >= size)
+                << "frame " << frame << " of size " << size;
+        }
+        EXPECT_EQ(line.pending(), std::max(size, 1u) - 1);
+    }
 }
 
 TEST(DelayLine, ReportsFramesAfterItsEnd) {

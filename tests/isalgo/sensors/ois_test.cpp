@@ -176,6 +176,47 @@ TEST(OisOperator, MeanMotionFollowsTheShift) {
     EXPECT_EQ(status, EIS_SUCCESS);
 }
 
+TEST(OisOperator, GeneralModelIsAHomographyOfQuadratics) {
+    is_init_sensor_data sensor = valid_sensor();
+    sensor.tuning.ois.module_type = kOisGeneral;
+    eis_tuning_set_ois(&sensor.tuning, EIS_TUNING_OIS_RAW_OFFSET, 1.0f);
+    // The model speaks of a picture twice as wide and four times as high as the frame, unscaled.
+    eis_tuning_set_ois(&sensor.tuning, EIS_TUNING_OIS_GENERAL_MODEL_TRANSFORM_DEFINED_ON_X,
+                       2000.0f);
+    eis_tuning_set_ois(&sensor.tuning, EIS_TUNING_OIS_GENERAL_MODEL_TRANSFORM_DEFINED_ON_Y,
+                       2000.0f);
+    const Camera camera = {1500.0, 1500.0, 749.5, 374.5, 1500, 750, 0.9, 0.9};
+    frame_geometry_windows windows{};
+    windows.scale = 1.5;
+    // Of 1, a, b, a^2, ab, b^2, which are 1, 2, 3, 4, 6, 9 for the raw position (1, 2).
+    constexpr float kElements[8][6] = {{1, 0, 0, 0, 0, 0},         {0, 0, 0, 0.25f, 0, 0},  // 1
+                                       {1, 2, 3, 4, 5, 6},                                  // 114
+                                       {0, 0.5f, 0, 0, 0, 0},                               // 1
+                                       {0, 0.5f, 0, 0, 0, 0},                               // 1
+                                       {6, 5, 4, 3, 2, 1},                                  // 61
+                                       {0, 0, 0, 0, 0.015625f, 0},   // 6 / 64
+                                       {0, 0, 0, 0, 0, 0.015625f}};  // 9 / 64
+    for (const uint32_t way : {0u, 48u}) {  // from unshifted to raw, and back
+        for (uint32_t i = 0; i < 48; ++i) {
+            const float value = kElements[i / 6][i % 6];
+            eis_tuning_set_general_model_parameter(&sensor.tuning, way + i,
+                                                   way == 0 || i / 6 > 1 ? value : 2 * value);
+        }
+    }
+    uint32_t status = EIS_SUCCESS;
+    const auto lens = make_ois_operator(sensor.tuning, status);
+    ASSERT_NE(lens, nullptr);
+    lens->update(camera, windows);
+    // (10, 20) is (20, 80) to the model: w = 1 + 6 / 64 * 20 + 9 / 64 * 80 = 14.125.
+    const Point2 raw = lens->remove({10, 20}, {1, 2});
+    EXPECT_NEAR(raw.x, (20 + 80 + 114) / 14.125 / 2, 1e-9);
+    EXPECT_NEAR(raw.y, (20 + 80 + 61) / 14.125 / 4, 1e-9);
+    const Point2 by_matrix = map_point(lens->get_matrix({1, 2}), {10, 20});
+    EXPECT_NEAR(by_matrix.x, raw.x, 1e-9);
+    EXPECT_NEAR(by_matrix.y, raw.y, 1e-9);
+    EXPECT_NEAR(lens->apply({10, 20}, {1, 2}).x, (2 * 20 + 2 * 80 + 114) / 14.125 / 2, 1e-9);
+}
+
 // A stream with a lens that rests at (1, -1).
 struct LensSession {
     is_init_common_data common = valid_common();

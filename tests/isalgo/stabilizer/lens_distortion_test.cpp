@@ -499,6 +499,18 @@ TEST(ForwardMapping, WeighsTheTwoRowsByDistance) {
     map_forward(rows, {{&plain, &plain}, nullptr, windows, {320, 240}}, grid);
     EXPECT_NEAR(grid.points[0].x, grid.x[0], 1e-9);
     EXPECT_NEAR(grid.points[26 * kGridColumns].x, grid.x[0] + 0.25 * 11.0, 1e-9);
+    // With a field of view that all rows have, the weights do not matter.
+    for (ForwardRow& row : rows) {
+        row.to_middle = {1, 0, 0, 0, 1, -5.0, 0, 0, 1};
+        row.from_middle = {1, 0, 0, 0, 1, 5.0, 0, 0, 1};
+        row.scale = 1.25;
+    }
+    map_forward(rows, {{&plain, &plain}, nullptr, windows, {320, 240}}, grid);
+    for (uint32_t k = 0; k < EIS_GRID_POINTS; ++k) {
+        const Point2 node = {grid.x[k % kGridColumns], grid.y[k / kGridColumns]};
+        EXPECT_NEAR(grid.points[k].x, 320 + (node.x - 320) / 1.25, 1e-9) << k;
+        EXPECT_NEAR(grid.points[k].y, 240 + (node.y + 5 - 240) / 1.25, 1e-9) << k;
+    }
 }
 
 TEST(Boundary, SeesDistortionInTheCropsCoordinates) {
