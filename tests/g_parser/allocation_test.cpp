@@ -110,7 +110,7 @@ TEST_P(TuningAllocation, ALoadFailsWholeAndCanBeRepeated) {
             }
             EXPECT_TRUE(NumberOfAdrc(manager) == 132 || table_is_empty);
         });
-    EXPECT_GT(refused, 20u);
+    EXPECT_GT(refused, GetParam() ? 20u : 10u);  // a load in memory makes few allocations
 }
 
 TEST_P(TuningAllocation, ALookUpGivesAShallowerModuleOrNone) {

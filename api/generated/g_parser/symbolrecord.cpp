@@ -13,6 +13,14 @@ constexpr unsigned int kReservedField = 8;
 // No record is longer, whatever its format; where as much is left, no field needs a look.
 constexpr unsigned int kLongestRecord = 80;
 
+// Takes nothing by reference, so that a reader lives in registers.
+[[gnu::noinline]] void ReportShortRead(IParameterLoggingAPI* logger, unsigned int size,
+                                       unsigned int pos, unsigned int length) {
+    PARAMETER_LOG_ERROR(logger, "Failed to read %lld bytes from binary file offset %d, length %d\n",
+                        static_cast<long long>(size), static_cast<int>(pos),
+                        static_cast<int>(length));
+}
+
 // Reads the fields of one record in their order; after a short read the rest stays 0.
 class FieldReader {
   public:
@@ -48,13 +56,12 @@ class FieldReader {
     bool Good() const { return m_good; }
 
   private:
-    bool Available(unsigned int size) { return m_whole || Check(size); }
-
-    [[gnu::noinline]] bool Check(unsigned int size) {
+    bool Available(unsigned int size) {
+        if (m_whole) {
+            return true;
+        }
         if (m_good && (m_buffer == nullptr || uint64_t{m_pos} + size > m_length)) {
-            PARAMETER_LOG_ERROR(
-                m_logger, "Failed to read %lld bytes from binary file offset %d, length %d\n",
-                static_cast<long long>(size), static_cast<int>(m_pos), static_cast<int>(m_length));
+            ReportShortRead(m_logger, size, m_pos, m_length);
             m_good = false;
         }
         return m_good;

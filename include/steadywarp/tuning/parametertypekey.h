@@ -23,7 +23,17 @@ class STEADYWARP_API ParameterTypeKey {
     /// name.
     template <typename Entry>
     bool Matches(Entry const& entry) const {
-        return std::memcmp(entry.TypeName(), m_words, kLongest) == 0;
+        // Word by word, as they were just written: a wider read would wait for all of them.
+        char const* type = entry.TypeName();
+        for (uint64_t const word : m_words) {
+            uint64_t theirs;
+            std::memcpy(&theirs, type, sizeof theirs);
+            if (theirs != word) {
+                return false;
+            }
+            type += sizeof theirs;
+        }
+        return true;
     }
 
     /// Find the part of a module name that its type name is made of: what follows a leading
