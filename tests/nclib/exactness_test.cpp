@@ -134,9 +134,12 @@ Point RandomPoint(Rng& rng) {
     return {kOdd[rng.Below(8)], kOdd[rng.Below(8)]};
 }
 
-// 200 thousand points under the sanitizers, which take some hundred times as long.
+// 200 thousand points under the sanitizers, which take some hundred times as long, and a million
+// where the processor is emulated.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr int kBatches = 40;
+#elif defined(STEADYWARP_EMULATED)
+constexpr int kBatches = 210;
 #else
 constexpr int kBatches = 2100;
 #endif

@@ -2,6 +2,7 @@
 // The real command in a process of its own: exit status, what it prints, what it leaves behind.
 #include <sys/stat.h>
 
+#include <bit>
 #include <map>
 
 #include "support/command_runner.hpp"
@@ -322,6 +323,24 @@ TEST_F(Command, RecordsASessionAndReplaysIt) {
     outcome = run("replay data/vendor/camera/walk --capture walk");
     EXPECT_EQ(outcome.status, 2);
     EXPECT_NE(outcome.err.find("with another prefix"), std::string::npos);
+
+    // The last grid of the table, whose numbers read back to their floats, and the one in bits.
+    ASSERT_EQ(run("replay data/vendor/camera/walk --bits @/bits").status, 0);
+    const std::string bits = content(folder_ / "bits");
+    const std::string table = content(folder_ / "out/grids.csv");
+    const std::string field = ",distortion_correction_grid,float,";
+    std::istringstream hex(bits.substr(bits.rfind(field) + field.size()));
+    const size_t last = table.rfind('\n', table.size() - 2);
+    std::istringstream decimal(table.substr(table.find(',', last) + 1));
+    for (uint32_t i = 0; i < 2 * 27 * 35; ++i) {
+        std::string a, b;
+        std::getline(hex, a, i + 1 < 2 * 27 * 35 ? ',' : '\n');
+        std::getline(decimal, b, i + 1 < 2 * 27 * 35 ? ',' : '\n');
+        ASSERT_EQ(std::bit_cast<float>(static_cast<uint32_t>(std::stoul(a, nullptr, 16))),
+                  std::stof(b))
+            << i;
+    }
+    EXPECT_EQ(run("replay data/vendor/camera/walk --bits nowhere/bits").status, 2);
 
     const std::string metadata = camera + "/walk_eis2_output_metadata.csv";
     std::string text = content(metadata);

@@ -3,9 +3,8 @@
 // A change that is meant remakes them with scripts/update-corpus.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
 #include "replay/replay_session.hpp"
+#include "support/corpus.hpp"
 #include "support/records.hpp"
 #include "support/scratch_folder.hpp"
 
@@ -14,23 +13,11 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::vector<std::string> archives() {
-    std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(CAPTURE_CORPUS)) {
-        const std::string name = entry.path().filename().string();
-        if (name.ends_with(".tar.xz")) {
-            names.push_back(name.substr(0, name.size() - 7));
-        }
-    }
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
 TEST(Corpus, IsThereAndSmall) {
-    EXPECT_GE(archives().size(), 12u) << CAPTURE_CORPUS;
+    EXPECT_GE(corpus_names().size(), 12u) << kCorpus;
     uintmax_t bytes = 0;
-    for (const std::string& name : archives()) {
-        bytes += fs::file_size(fs::path(CAPTURE_CORPUS) / (name + ".tar.xz"));
+    for (const std::string& name : corpus_names()) {
+        bytes += fs::file_size(kCorpus / (name + kPacked));
     }
     EXPECT_LT(bytes, 400000u);
 }
@@ -39,9 +26,7 @@ class Corpus : public testing::TestWithParam<std::string> {};
 
 TEST_P(Corpus, AnswersAsItDid) {
     const ScratchFolder folder;
-    const std::string command = "tar -xJf '" CAPTURE_CORPUS "/" + GetParam() + ".tar.xz' -C '" +
-                                folder.path().string() + "'";
-    ASSERT_EQ(std::system(command.c_str()), 0) << command;
+    ASSERT_NO_FATAL_FAILURE(unpack_capture(GetParam(), folder.path()));
     const auto set = tool::CaptureSet::open((folder.path() / GetParam()).string());
     ASSERT_TRUE(set.ok()) << set.fault().text();
     const auto& texts = set.value().texts();
@@ -60,7 +45,7 @@ TEST_P(Corpus, AnswersAsItDid) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Captures, Corpus, testing::ValuesIn(archives()),
+INSTANTIATE_TEST_SUITE_P(Captures, Corpus, testing::ValuesIn(corpus_names()),
                          [](const auto& row) { return row.param; });
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <functional>
 #include <map>
 
+#include "output/session_capture.hpp"
 #include "replay/replay_session.hpp"
 #include "support/capture_scenarios.hpp"
 #include "support/records.hpp"
@@ -49,8 +50,12 @@ Outcome replay(const fs::path& source, const std::string& capture_prefix = "") {
     OutputComparison comparison(set.value().texts(), set.value().setup().fail_error_threshold);
     EXPECT_FALSE(comparison.open());
     testing::internal::CaptureStderr();
-    const auto figures = replay_capture(set.value().texts(), set.value().setup(), comparison,
-                                        capture.get(), nullptr);
+    tool::TakeRecords record;
+    if (capture) {
+        record = [&](const eis_utils_log_data& records) { capture->write(records); };
+    }
+    const auto figures =
+        replay_capture(set.value().texts(), set.value().setup(), comparison, record, nullptr);
     testing::internal::GetCapturedStderr();
     if (!figures.ok()) {
         outcome.fault = figures.fault();

@@ -173,6 +173,10 @@ CLI::App* add_replay(CLI::App& app, ReplayOptions& options) {
         ->add_option("--capture", options.capture,
                      "Record the replay as ./data/vendor/camera/PREFIX_*")
         ->type_name("PREFIX");
+    command
+        ->add_option("--bits", options.bits,
+                     "Write every output to its last bit, to hold machines against each other")
+        ->type_name("FILE");
     command->footer(kReplayExample);
     return command;
 }

@@ -1,11 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "command/replay.hpp"
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 
 #include "command/interrupt.hpp"
 #include "command/stabilize.hpp"
+#include "output/session_capture.hpp"
+#include "replay/output_bits.hpp"
 #include "replay/replay_session.hpp"
 
 namespace steadywarp::tool {
@@ -32,6 +36,11 @@ void print_table(const ReplayFigures& figures, const OutputComparison& compariso
     }
 }
 
+int fail(const char* check) {
+    std::fprintf(stderr, "steadywarp: check failed: %s\n", check);
+    return kExitCheckFailed;
+}
+
 /// The files of a replay must not be those being replayed.
 std::optional<Fault> overwrites(const ReplayOptions& options, const CaptureTexts& texts,
                                 const CaptureSetup& setup) {
@@ -46,6 +55,67 @@ std::optional<Fault> overwrites(const ReplayOptions& options, const CaptureTexts
     return std::nullopt;
 }
 
+/// What a replay leaves behind, where it was asked for.
+class Records {
+  public:
+    std::optional<Fault> open(const ReplayOptions& options, const CaptureTexts& texts,
+                              const CaptureSetup& setup) {
+        if (!options.capture.empty()) {
+            if (auto fault = overwrites(options, texts, setup)) {
+                return fault;
+            }
+            Result<std::unique_ptr<SessionCapture>> made =
+                SessionCapture::open(setup.camera, options.capture);
+            if (!made.ok()) {
+                return made.fault();
+            }
+            capture_ = std::move(made.value());
+        }
+        if (!options.bits.empty()) {
+            bits_.reset(std::fopen(options.bits.c_str(), "wbe"));
+            if (!bits_) {
+                return Fault{options.bits, 0,
+                             std::string("cannot be written: ") + std::strerror(errno)};
+            }
+            write_bits_header(bits_.get());
+        }
+        return std::nullopt;
+    }
+
+    void take(const eis_utils_log_data& records) {
+        if (capture_) {
+            capture_->write(records);
+        }
+        if (bits_) {
+            for (const BitRow& row : bit_rows(records)) {
+                write_bits(bits_.get(), row);
+            }
+        }
+    }
+
+    /// @return what is not whole; NULL: nothing.
+    const char* close() {
+        if (capture_ && !capture_->close()) {
+            return "the capture of this replay is not whole";
+        }
+        if (bits_) {
+            const bool is_written = std::ferror(bits_.get()) == 0;
+            if (std::fclose(bits_.release()) != 0 || !is_written) {
+                return "the bits of this replay are not whole";
+            }
+        }
+        return nullptr;
+    }
+
+  private:
+    struct CloseFile {
+        void operator()(std::FILE* file) const { std::fclose(file); }
+    };
+
+    std::unique_ptr<SessionCapture> capture_;
+    std::unique_ptr<std::FILE, CloseFile> bits_;
+};
+
 }  // namespace
 
 int replay(const ReplayOptions& options) {
@@ -58,25 +128,18 @@ int replay(const ReplayOptions& options) {
     if (auto fault = check_capture(texts, setup)) {
         return report(*fault);
     }
-    std::unique_ptr<SessionCapture> capture;
-    if (!options.capture.empty()) {
-        if (auto fault = overwrites(options, texts, setup)) {
-            return report(*fault);
-        }
-        Result<std::unique_ptr<SessionCapture>> made =
-            SessionCapture::open(setup.camera, options.capture);
-        if (!made.ok()) {
-            return report(made.fault());
-        }
-        capture = std::move(made.value());
+    Records records;
+    if (auto fault = records.open(options, texts, setup)) {
+        return report(*fault);
     }
     OutputComparison comparison(texts, setup.fail_error_threshold);
     if (auto fault = comparison.open()) {
         return report(*fault);
     }
     note_interrupts();
-    const Result<ReplayFigures> figures =
-        replay_capture(texts, setup, comparison, capture.get(), was_interrupted);
+    const Result<ReplayFigures> figures = replay_capture(
+        texts, setup, comparison, [&](const eis_utils_log_data& frame) { records.take(frame); },
+        was_interrupted);
     if (!figures.ok()) {
         return report(figures.fault());
     }
@@ -86,17 +149,15 @@ int replay(const ReplayOptions& options) {
     print_table(figures.value(), comparison);
     int status = kExitDone;
     if (comparison.has_failed()) {
-        std::fputs("steadywarp: check failed: the replay differs from the capture\n", stderr);
-        status = kExitCheckFailed;
+        status = fail("the replay differs from the capture");
     }
     if (figures.value().breached_frames != 0) {
         std::fprintf(stderr, "steadywarp: check failed: %llu frames reach beyond the input\n",
                      static_cast<unsigned long long>(figures.value().breached_frames));
         status = kExitCheckFailed;
     }
-    if (capture && !capture->close()) {
-        std::fputs("steadywarp: check failed: the capture of this replay is not whole\n", stderr);
-        status = kExitCheckFailed;
+    if (const char* part = records.close()) {
+        status = fail(part);
     }
     return status;
 }

@@ -12,13 +12,14 @@ namespace steadywarp::tool {
 struct ReplayOptions {
     std::string source;   ///< folder or start of the files' names
     std::string capture;  ///< prefix under which the replay is recorded; empty: not at all
+    std::string bits;     ///< file for the bits of every output; empty: none
 };
 
 /// Run the command: a table of differences to standard output, one line about bad input to standard
 /// error.
 ///
 /// @return kExitDone; kExitCheckFailed when an output differs by more than the capture's own
-/// precision, or a recording of the replay is not whole; kExitBadInput; kExitStopped after an
+/// precision, or what it records of the replay is not whole; kExitBadInput; kExitStopped after an
 /// interrupt.
 int replay(const ReplayOptions& options);
 

@@ -43,13 +43,15 @@ std::string print(double value, const NumberFormat& format) {
     return {digits, result.ptr};
 }
 
-/// "-0.0000" and "0.0000" are the same.
+/// "-0.0000" and "0.0000" are the same, and so are "-nan" and "nan": which sign an operation
+/// without an answer gives is the processor's own.
 bool is_same_text(const std::string& replayed, std::string_view recorded) {
     if (replayed == recorded) {
         return true;
     }
-    const auto value = parse_any_number(recorded);
-    return value && *value == 0.0 && parse_any_number(replayed) == 0.0;
+    const auto was = parse_any_number(recorded);
+    const auto is = parse_any_number(replayed);
+    return was && is && ((*was == 0.0 && *is == 0.0) || (std::isnan(*was) && std::isnan(*is)));
 }
 
 constexpr double wide(float value) {

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <memory>
 
 #include "replay/capture_reader.hpp"
 #include "stream/crop_corners.hpp"
@@ -35,8 +36,8 @@ struct OutputMemory {
 /// An instance and the frame on its way through it.
 class Session {
   public:
-    Session(const CaptureSetup& setup, OutputComparison& comparison, SessionCapture* capture)
-        : setup_(setup), comparison_(comparison), capture_(capture) {}
+    Session(const CaptureSetup& setup, OutputComparison& comparison, const TakeRecords& take)
+        : setup_(setup), comparison_(comparison), take_(take) {}
 
     bool start() {
         const Camera& camera = setup_.camera;
@@ -110,8 +111,8 @@ class Session {
     }
 
     void record(const eis_utils_log_data& log) {
-        if (capture_ != nullptr) {
-            capture_->write(log);
+        if (take_) {
+            take_(log);
         }
     }
 
@@ -144,7 +145,7 @@ class Session {
 
     const CaptureSetup& setup_;
     OutputComparison& comparison_;
-    SessionCapture* capture_;
+    const TakeRecords& take_;
     std::unique_ptr<eis_context, Release> context_;
     std::unique_ptr<OutputMemory> memory_ = std::make_unique<OutputMemory>();
     std::unique_ptr<OutputMemory> second_memory_ = std::make_unique<OutputMemory>();
@@ -176,9 +177,9 @@ std::optional<Fault> check_capture(const CaptureTexts& texts, const CaptureSetup
 }
 
 Result<ReplayFigures> replay_capture(const CaptureTexts& texts, const CaptureSetup& setup,
-                                     OutputComparison& comparison, SessionCapture* capture,
+                                     OutputComparison& comparison, const TakeRecords& take,
                                      bool (*stop)()) {
-    Session session(setup, comparison, capture);
+    Session session(setup, comparison, take);
     if (!session.start()) {
         return Fault{texts.of(CaptureFile::kInit).path, 0,
                      "expected a configuration that the library accepts; its log lines above tell "
