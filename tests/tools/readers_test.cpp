@@ -229,20 +229,22 @@ TEST(CameraReader, ReadsEveryKindOfKeyAndFollowsTheInputSize) {
 
 // A wrong offset in the table would make two keys share bytes or touch none.
 TEST(CameraReader, EveryKeyHasBytesOfItsOwn) {
-    std::vector<unsigned char> taken(sizeof(is_init_common_data) + sizeof(is_init_sensor_data));
+    struct Records {
+        is_init_common_data common;
+        is_init_sensor_data sensor;
+    };
+    std::vector<bool> taken(sizeof(Records));
     for (const CameraKey& key : camera_keys()) {
-        is_init_common_data common{};
-        auto sensor = std::make_unique<is_init_sensor_data>();
+        const auto records = std::make_unique<Records>();
         const std::vector<std::string_view> words(key.most, "1");
-        ASSERT_TRUE(store_words(key, words, common, *sensor)) << key.group << " " << key.name;
-        std::vector<unsigned char> bytes(taken.size());
-        std::memcpy(bytes.data(), &common, sizeof common);
-        std::memcpy(bytes.data() + sizeof common, sensor.get(), sizeof *sensor);
+        ASSERT_TRUE(store_words(key, words, records->common, records->sensor))
+            << key.group << " " << key.name;
+        const auto* bytes = reinterpret_cast<const unsigned char*>(records.get());
         size_t touched = 0;
-        for (size_t i = 0; i < bytes.size(); ++i) {
+        for (size_t i = 0; i < sizeof(Records); ++i) {
             if (bytes[i] != 0) {
-                EXPECT_EQ(taken[i], 0) << key.group << " " << key.name;
-                taken[i] = 1;
+                EXPECT_FALSE(taken[i]) << key.group << " " << key.name;
+                taken[i] = true;
                 ++touched;
             }
         }
