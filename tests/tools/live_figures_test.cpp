@@ -32,7 +32,9 @@ Told ask(LiveFigures& figures, uint64_t since, unsigned int room = 65523) {
     if (told.result != 0) {
         std::memcpy(&told.first, &reply[8], sizeof told.first);
         told.records.resize((length - 24u) / sizeof told.records[0]);
-        std::memcpy(told.records.data(), &reply[24], length - 24u);
+        if (!told.records.empty()) {
+            std::memcpy(told.records.data(), &reply[24], length - 24u);
+        }
     }
     return told;
 }
