@@ -8,6 +8,7 @@ import re
 import shutil
 import subprocess
 import sys
+import urllib.error
 import urllib.request
 
 SKIPPED = 77
@@ -43,8 +44,14 @@ class Browser:
             "--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run",
             "--disable-background-networking", "--disable-component-update", "--disable-sync",
             "--hide-scrollbars", "--user-data-dir=" + os.path.join(folder, "profile")]}
-        answer = self.ask("POST", "/session", {"capabilities": {"alwaysMatch": {
-            "goog:chromeOptions": options, "goog:loggingPrefs": {"performance": "ALL", "browser": "ALL"}}}})
+        try:
+            answer = self.ask("POST", "/session", {"capabilities": {"alwaysMatch": {
+                "goog:chromeOptions": options,
+                "goog:loggingPrefs": {"performance": "ALL", "browser": "ALL"}}}})
+        except urllib.error.HTTPError as error:
+            # A driver left behind holds the test's output open, and ctest waits for it.
+            self.stop()
+            sys.exit("FAILED: no browser session (is localhost known here?): " + error.read().decode()[:400])
         self.session = "/session/" + answer["sessionId"]
 
     def ask(self, method, path, body=None):
@@ -94,8 +101,11 @@ class Browser:
         try:
             self.command("DELETE", "")
         finally:
-            self.driver.terminate()
-            self.driver.wait()
+            self.stop()
+
+    def stop(self):
+        self.driver.terminate()
+        self.driver.wait()
 
 
 def luminance(colour):

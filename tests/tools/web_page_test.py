@@ -6,6 +6,7 @@ must not get through.
 Usage: web_page_test.py COMMAND EXAMPLES [FOLDER]
 FOLDER keeps the pictures of the page. Leaves with 77, and says so, without a browser.
 """
+import atexit
 import http.client
 import json
 import math
@@ -31,6 +32,8 @@ class Program:
     def __init__(self, folder, *words):
         self.errors = open(os.path.join(folder, "errors.txt"), "a", encoding="utf-8")
         self.process = subprocess.Popen(words, stdout=subprocess.PIPE, stderr=self.errors, text=True)
+        # However the test ends; a child left behind holds its output open, and ctest waits for it.
+        atexit.register(self.close)
         self.lines = []
 
     def line(self, begin):
