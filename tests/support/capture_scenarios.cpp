@@ -217,9 +217,8 @@ is_init_sensor_data sensor_with_lens(uint32_t module_type) {
     sensor.tuning.ois.module_type = module_type;
     sensor.tuning.ois.data_conversion_x_tab[1] = 1.3f;
     sensor.tuning.ois.data_conversion_y_tab[2] = 0.7f;
-    for (uint32_t i = 0; i < EIS_TUNING_GENERAL_MODEL_PARAMETERS; ++i) {
-        eis_tuning_set_general_model_parameter(&sensor.tuning, i,
-                                               1e-3f / static_cast<float>(i + 1));
+    if (module_type == 1) {
+        set_linear_model(sensor.tuning, 1.3f, 0.7f);
     }
     eis_tuning_set_ois(&sensor.tuning, EIS_TUNING_OIS_FILTER_MODE, static_cast<float>(1));
     return sensor;

@@ -31,6 +31,21 @@ is_init_sensor_data valid_sensor() {
     return sensor;
 }
 
+void set_linear_model(is_tessaline_info_s& tuning, float x, float y) {
+    eis_tuning_set_ois(&tuning, EIS_TUNING_OIS_GENERAL_MODEL_TRANSFORM_DEFINED_ON_X, kWidth);
+    eis_tuning_set_ois(&tuning, EIS_TUNING_OIS_GENERAL_MODEL_TRANSFORM_DEFINED_ON_Y, kHeight);
+    for (const uint32_t base : {0u, 48u}) {
+        const float sign = base == 0 ? -1.0f : 1.0f;
+        const auto set = [&](uint32_t element, uint32_t power, float value) {
+            eis_tuning_set_general_model_parameter(&tuning, base + 6 * element + power, value);
+        };
+        set(0, 0, 1.0f);
+        set(4, 0, 1.0f);
+        set(2, 1, sign * x);
+        set(5, 2, sign * y);
+    }
+}
+
 void set_identity_grids(is_init_sensor_data& sensor) {
     is_tessaline_lens_distortion_correction& ldc = sensor.tuning.lens_distortion_correction;
     ldc.ldc_grid_enable = 1;

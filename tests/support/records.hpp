@@ -27,6 +27,10 @@ is_init_common_data valid_common();
 /// A rear camera with mount angle 180, whose camera axes are the phone's turned about x.
 is_init_sensor_data valid_sensor();
 
+/// Give the general model of lens shift one that moves by the raw position, there and back.
+/// @param x, y pixels of the full frame that a unit of the raw position moves by.
+void set_linear_model(is_tessaline_info_s& tuning, float x, float y);
+
 /// Give a sensor tuned distortion grids that distort nothing.
 void set_identity_grids(is_init_sensor_data& sensor);
 

@@ -67,21 +67,6 @@ double corner_radius2() {
     return kWidth * kWidth / 4.0 + kHeight * kHeight / 4.0;
 }
 
-void set_linear_model(is_tessaline_info_s& tuning) {
-    eis_tuning_set_ois(&tuning, EIS_TUNING_OIS_GENERAL_MODEL_TRANSFORM_DEFINED_ON_X, kWidth);
-    eis_tuning_set_ois(&tuning, EIS_TUNING_OIS_GENERAL_MODEL_TRANSFORM_DEFINED_ON_Y, kHeight);
-    // Elements 0 and 4 are 1; 2 and 5 move by the raw position, there and back.
-    for (const uint32_t base : {0u, 48u}) {
-        const float sign = base == 0 ? -1.0f : 1.0f;
-        eis_tuning_set_general_model_parameter(&tuning, base, 1.0f);
-        eis_tuning_set_general_model_parameter(&tuning, base + 6 * 4, 1.0f);
-        eis_tuning_set_general_model_parameter(&tuning, base + 6 * 2 + 1,
-                                               sign * static_cast<float>(kPixelsPerUnit));
-        eis_tuning_set_general_model_parameter(&tuning, base + 6 * 5 + 2,
-                                               sign * static_cast<float>(kPixelsPerUnit));
-    }
-}
-
 }  // namespace
 
 _sample_data_s SimulatedOptics::lens_sample(uint64_t ts) const {
@@ -142,7 +127,8 @@ void SimulatedOptics::configure(is_init_common_data& common, is_init_sensor_data
         // No averaging: the window of one tap a side keeps only its middle.
         eis_tuning_set_ois(&tuning, EIS_TUNING_OIS_FILTER_MODE, 1.0f);
         if (module_type == kGeneralModel) {
-            set_linear_model(tuning);
+            set_linear_model(tuning, static_cast<float>(kPixelsPerUnit),
+                             static_cast<float>(kPixelsPerUnit));
         }
     }
     if (breathes) {
