@@ -17,7 +17,8 @@ namespace compare {
 struct Side {
     std::string name;
     std::function<void()> run;
-    double largest_error = std::nan("");  ///< against the truth, in units of the job; NaN: none
+    double largest_error = std::nan(
+        "");  ///< against the truth, in units of the job; of a fit, what is left, RMS; NaN: none
 };
 
 struct Job {

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdint>
+#include <random>
 #include <vector>
 
 #include "nclib/Logic/WarpAdjust/virtual_domain.hpp"
@@ -64,19 +65,24 @@ struct Matrices {
     }
 };
 
-/// Correspondences of a known homography, on a lattice in the square -1 .. 1.
+/// Correspondences of a known homography, on a lattice in the square -1 .. 1; each target
+/// coordinate is off by up to `noise`.
 struct Correspondences {
     std::vector<float> from, to;
     std::vector<uint16_t> indices;
     bcvCorrespondences record;
 
-    explicit Correspondences(uint16_t rows, uint16_t columns) {
+    Correspondences(uint16_t rows, uint16_t columns, double noise = 0) {
+        std::mt19937 random(1);
+        std::uniform_real_distribution<double> off(-1.0, 1.0);
         for (uint16_t i = 0; i < rows * columns; ++i) {
             const double x = 2.0 * (i % columns) / (columns - 1) - 1.0;
             const double y = 2.0 * (i / columns) / (rows - 1) - 1.0;
             const auto image = Image(x, y);
             from.insert(from.end(), {static_cast<float>(x), static_cast<float>(y)});
-            to.insert(to.end(), {static_cast<float>(image[0]), static_cast<float>(image[1])});
+            for (const double coordinate : image) {
+                to.push_back(static_cast<float>(coordinate + noise * off(random)));
+            }
             indices.push_back(i);
         }
         const uint32_t count = static_cast<uint32_t>(indices.size());
