@@ -142,6 +142,8 @@ Result<std::unique_ptr<TuningFile>> TuningFile::open(const std::string& path,
 
 bool TuningFile::take_changes() {
     const HeldModule& module = loaded_->module;
+    // A client may be in the middle of writing a value.
+    ParameterScopedLock reading(loaded_->manager.ModuleLock(), true);
     // Every field is 32 bits wide, so the records have no padding that could differ.
     if (module.convert(module.values, module.size, fresh_.get()) != EIS_SUCCESS ||
         std::memcmp(fresh_.get(), record_.get(), sizeof *fresh_) == 0) {

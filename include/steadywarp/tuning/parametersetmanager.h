@@ -269,6 +269,10 @@ class STEADYWARP_API ParameterSetManager : public IModeTable, public IParameterD
 
     /// The outermost lock, for the parts of the tuning machinery that read a file in pieces.
     ParameterMutex& TreeLock() { return m_treeLock; }
+    /// Held for reading, it keeps changes of values away from who reads the fields of a held module
+    /// in place: `ParameterScopedLock reading(manager.ModuleLock(), true)`. It is taken behind the
+    /// tree lock, so nothing of the manager may be called meanwhile; copy what is needed and let go.
+    ParameterMutex& ModuleLock() { return m_moduleLock; }
 
   protected:
     /// Enter a class object in the catalogue under its type name; owned from here on.
