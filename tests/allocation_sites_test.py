@@ -24,6 +24,7 @@ EXCUSED = {
     "ParameterFileSymbolTable::CollectModuleData": (1, ROOM_WAS_MADE),
     "ParameterSetManager::GetActiveModes": (1, ROOM_WAS_MADE),
     "ParameterSetManager::LoadEntryModules": (1, NINTH_MODULE),
+    "ParameterSetManager::LoadModules": (1, ROOM_WAS_MADE),
     "ParameterSetManager::NewMode": (1, ROOM_WAS_MADE),
     "ParameterSetManager::RetireSymbolTable": (1, ROOM_WAS_MADE),
     "ParameterSetManager::TouchMode": (1, ROOM_WAS_MADE),

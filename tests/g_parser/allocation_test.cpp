@@ -3,7 +3,13 @@
 // nothing is lost, whoever asked is told, and the next try succeeds.
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <barrier>
+#include <chrono>
 #include <functional>
+#include <memory>
+#include <thread>
+#include <vector>
 
 #include "support/allocation_counter.hpp"
 #include "support/dialin_fixture.hpp"
@@ -257,6 +263,44 @@ TEST_P(TuningReload, FailsWholeAndCanBeRepeated) {
 
 INSTANTIATE_TEST_SUITE_P(Modes, TuningReload, testing::Values(true),
                          [](const auto&) { return "file"; });
+
+TEST(MutexAllocation, AReaderThatCannotBeCountedWaitsForMemory) {
+    ParameterMutex mutex;
+    constexpr int kMoreThanHaveSlots = 20;
+    std::barrier together(kMoreThanHaveSlots);  // or they could be one thread after another
+    std::vector<std::thread> earlier;
+    for (int i = 0; i < kMoreThanHaveSlots; ++i) {
+        earlier.emplace_back([&] {
+            mutex.Lock(true);
+            mutex.Unlock(true);
+            together.arrive_and_wait();
+        });
+    }
+    for (std::thread& thread : earlier) {
+        thread.join();
+    }
+    std::atomic<bool> written{false};
+    const auto write = [&] {
+        mutex.Lock(false);
+        written = true;
+        mutex.Unlock(false);
+    };
+    fail_any_allocation(1);
+    mutex.Lock(true);
+    EXPECT_EQ(fail_any_allocation(0), 0u);
+    std::thread writer(write);
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_FALSE(written);
+    mutex.Unlock(true);
+    writer.join();
+    EXPECT_TRUE(written);
+}
+
+TEST(ModuleAllocation, AModuleOfTheCallerThrowsAsObjectsDo) {
+    fail_any_allocation(1);
+    EXPECT_THROW(std::make_unique<SampleModule>("beta", nullptr), std::bad_alloc);
+    EXPECT_EQ(fail_any_allocation(0), 0u);
+}
 
 TEST(TextAllocation, ATextWithoutMemoryIsNone) {
     const unsigned char bytes[] = "text";
