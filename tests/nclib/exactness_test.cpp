@@ -135,10 +135,10 @@ Point RandomPoint(Rng& rng) {
 }
 
 // 200 thousand points under the sanitizers, which take some hundred times as long, and a million
-// where the processor is emulated.
+// where the processor is emulated or branches are counted.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr int kBatches = 40;
-#elif defined(STEADYWARP_EMULATED)
+#elif defined(STEADYWARP_SLOW)
 constexpr int kBatches = 210;
 #else
 constexpr int kBatches = 2100;
