@@ -424,6 +424,13 @@ TEST(Values, PathsByNameAndByNumber) {
     for (const char* bad : {"", "0", "0.0|", "0.0|a.1", "1.1234567", "1.70000", "-1.0"}) {
         EXPECT_FALSE(manager.GetModeBranchFromPath(bad, branch)) << bad;
     }
+    // Names of modes are numbers, whatever the case of their letters.
+    EXPECT_EQ(manager.GetModeIndex("sensor"), 1u);
+    EXPECT_EQ(manager.GetModeIndex("Sensors"), 0u);
+    EXPECT_EQ(manager.GetModeIndex(nullptr), 0u);
+    EXPECT_EQ(manager.GetSubModeIndex(2, "VIDEO"), 2u);
+    EXPECT_EQ(manager.GetSubModeIndex(3, "Video"), 0u);
+    EXPECT_EQ(manager.GetSubModeIndex(2, nullptr), 0u);
     EXPECT_TRUE(manager.SetControlValues("5=1,3=0.25,5=2"));
     EXPECT_TRUE(manager.GetControlValues(text, sizeof text));
     EXPECT_STREQ(text, "3=0.250000,5=2");

@@ -224,6 +224,20 @@ TEST_F(Modes, ChildrenByName) {
     EXPECT_EQ(manager.GetChildModes("0.0", text, 0), 0u);
 }
 
+TEST_F(Modes, EntriesAreFoundByTheirPath) {
+    SampleManager manager(true);
+    Load(manager, SampleText());
+    ModeEntry* const video = manager.GetModeEntry("0.0|1.0|2.2");
+    ASSERT_NE(video, nullptr);
+    Branch(manager, "0.0|1.0|2.2");
+    EXPECT_EQ(manager.GetModeEntry(_branch.begin(), _branch.Count()), video);
+    EXPECT_NE(manager.GetModeEntry("0.0|1.0"), video);
+    EXPECT_EQ(manager.GetModeEntry("0.0|x"), nullptr);
+    const std::string type = "alpha", missing = "gamma";
+    EXPECT_EQ(manager.GetModeEntry("0.0")->FindModule(&type), manager.Get("0.0", "alpha"));
+    EXPECT_EQ(manager.GetModeEntry("0.0")->FindModule(&missing), nullptr);
+}
+
 TEST_F(Modes, ControlValuesAreSortedReplacedAndBounded) {
     SampleManager manager;
     const ParameterCTValue values[] = {ParameterCTValue::FromInteger(9, -1),
@@ -246,6 +260,12 @@ TEST_F(Modes, ControlValuesAreSortedReplacedAndBounded) {
     EXPECT_EQ(list[1].id, 5u);
     EXPECT_TRUE(manager.SetControlValues(list));
     EXPECT_TRUE(manager.GetControlValue(9, value));
+    // What is set takes the place of all that was.
+    EXPECT_TRUE(manager.SetControlValues(values + 1, 1));
+    EXPECT_FALSE(manager.GetControlValue(9, value));
+    EXPECT_TRUE(manager.SetTriggerValues(list));
+    EXPECT_TRUE(manager.GetTriggerValues(text, sizeof text));
+    EXPECT_STREQ(text, "2=0.500000,5=7,9=-9223372036854775808");
     // A record of 63 characters is taken, a longer one is not; an empty text empties the list.
     const std::string longest = "1=0." + std::string(59, '5');
     EXPECT_TRUE(manager.SetControlValues(longest.c_str()));

@@ -40,12 +40,53 @@ TEST(Writer, ErrorsNameTheLine) {
         {"tag = \n", "f:1: "},
         {"tool = \"\\u0000\"\n", "f:1: tool takes no zero bytes"},
         {"[[module]]\ntype = \"t\"\nvalues = [{ f32 = 1e300 }]\n",
-         "f:3: the number does not fit in f32"}};
-    for (const auto& c : kCases) {
+         "f:3: the number does not fit in f32"},
+        {"version = \"5.0\"\n", "f:1: expected a version such as"},
+        {"tool = 5\n", "f:1: expected a text for tool"},
+        {"mode-table-name = \"123456789012345678901234567890123\"\n",
+         "f:1: mode-table-name takes at most 32 bytes"},
+        {"data-table = 1\n", "f:1: expected true or false for data-table"},
+        {"module = 1\n", "f:1: expected [[module]] tables"},
+        {"[[module]]\ntype = \"t\"\nmode = 0\npayload = \"\"\n",
+         "f:3: expected the path or the number of a [[mode]]"},
+        {"[[data]]\nid = 1\n", "f:1: expected a payload"},
+        {"[[data]]\npayload = \"0g\"\n", "f:2: expected a text of hexadecimal digits"},
+        // Every bit but one of a digit is no digit.
+        {"[[data]]\npayload = \"0\\u0010\"\n", "f:2: expected a text of hexadecimal digits"},
+        {"[[data]]\npayload = \"0A b\"\n", "f:2: expected two hexadecimal digits for each byte"},
+    };
+    const struct {
+        const char* value;
+        const char* error;
+    } kValues[] = {
+        {"1", "f:3: expected a value such as { u32 = 1 }"},
+        {"{ zeros = -1 }", "f:3: expected a number of bytes for zeros"},
+        {"{ zeros = 16777217 }", "f:3: expected a number of bytes for zeros"},
+        {"{ array = 1 }", "f:3: expected a list of elements, each a list of values"},
+        {"{ array = [1] }", "f:3: expected a list of values"},
+        {"{ u32 = \"1\" }", "f:3: expected a number for one of u8"},
+        {"{ u64 = 1 }", "f:3: expected a number for one of u8"},
+        {"{ i32 = -2147483649 }", "f:3: -2147483649 does not fit in i32"},
+    };
+    const auto expect = [](const std::string& text, const char* wanted) {
         std::string error;
-        EXPECT_FALSE(tuning::ParseDescription(c.text, "f", std::nullopt, &error));
-        EXPECT_EQ(error.rfind(c.error, 0), 0u) << error;
+        EXPECT_FALSE(tuning::ParseDescription(text, "f", std::nullopt, &error)) << text;
+        EXPECT_EQ(error.rfind(wanted, 0), 0u) << error;
+    };
+    for (const auto& c : kCases) {
+        expect(c.text, c.error);
     }
+    const auto with = [](const std::string& value) {
+        return "[[module]]\ntype = \"t\"\nvalues = [" + value + "]\n";
+    };
+    for (const auto& c : kValues) {
+        expect(with(c.value), c.error);
+    }
+    std::string nested = "{ u8 = 1 }";
+    for (int depth = 0; depth < 17; ++depth) {
+        nested = "{ array = [[" + nested + "]] }";
+    }
+    expect(with(nested), "f:3: values are nested too deep");
 }
 
 TEST(Writer, CheckSaysWhereAFileIsWrong) {
@@ -59,4 +100,35 @@ TEST(Writer, CheckSaysWhereAFileIsWrong) {
     EXPECT_EQ(findings[0].offset, bytes.size() - 4);
     EXPECT_EQ(findings[1].offset, 168u);
     EXPECT_EQ(findings[1].text, "symbol table passes the end of the file");
+}
+
+TEST(Writer, CheckFindsNumbersThatNameNothing) {
+    const struct {
+        void (*spoil)(tuning::Image&);
+        const char* finding;
+    } kCases[] = {
+        {[](tuning::Image& i) { i.symbols[1].id = 0; }, "ID 0 is out of range 1 to 5"},
+        {[](tuning::Image& i) { i.symbols[1].id = 6; }, "ID 6 is out of range 1 to 5"},
+        {[](tuning::Image& i) { i.symbols[1].id = 1; }, "ID 1 is used twice"},
+        {[](tuning::Image& i) { i.symbols[1].duplicate_id = 6; }, "DuplicateID 6 names no record"},
+        {[](tuning::Image& i) { i.symbols[1].mode_id = 5; },
+         "record 2 names mode 5, which is not there"},
+        {[](tuning::Image& i) { i.symbols[1].data_offset = 1u << 20; }, "payload of "},
+        {[](tuning::Image& i) { i.data_rows[0].duplicate_id = 99; },
+         "DuplicateID 99 names no record"},
+        {[](tuning::Image& i) { i.modes[1].parent = 5; },
+         "a mode, parent or link number is not below 5"},
+        {[](tuning::Image& i) { i.modes[1].link = 5; },
+         "a mode, parent or link number is not below 5"},
+        {[](tuning::Image& i) { i.modes[2].id = 1; }, "mode 1 is stored twice"},
+        {[](tuning::Image& i) { i.modes[1].parent = 2; }, "the parent of mode 1 comes later"},
+    };
+    for (const auto& c : kCases) {
+        tuning::Image image = SampleImage();
+        c.spoil(image);
+        std::vector<tuning::Finding> findings;
+        tuning::Decode(tuning::Encode(image), &findings);
+        ASSERT_FALSE(findings.empty()) << c.finding;
+        EXPECT_EQ(findings[0].text.rfind(c.finding, 0), 0u) << findings[0].text;
+    }
 }

@@ -29,6 +29,14 @@ TEST(WarpExactness, TheWeightsAreThoseOfTheTable) {
             EXPECT_EQ(coefs[i], expected[i]) << index;
         }
     }
+    // Of 10 bits the upper 7 say the row, and the lower 3 how far the next one is.
+    float row[3], next[3], between[3];
+    reference::LutAt(37, row);
+    reference::LutAt(38, next);
+    getInterpolatedCoefs(37 * 8 + 2, 10, between);
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_FLOAT_EQ(between[i], 0.75f * row[i] + 0.25f * next[i]);
+    }
 }
 
 TEST(WarpExactness, BicubicInterpolationHasTheExactBitsAndIsCatmullRom) {

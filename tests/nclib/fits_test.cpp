@@ -223,6 +223,39 @@ TEST(Evaluators, UseAllOfTheMatrix) {
     EXPECT_EQ(score, 1703.03125f);
 }
 
+TEST(Evaluators, FindNothingWithoutTheirMemory) {
+    const float points[] = {0, 0};
+    const uint16_t index = 0;
+    bcvCorrespondences c = {points, points, 2, 2, 1, &index, 1};
+    bcvCorrespondences bare = {nullptr, points, 2, 2, 1, &index, 1};
+    float h[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+    unsigned short inlier;
+    float score;
+    struct Row {
+        bcvCorrespondences* c;
+        float* h;
+        unsigned short* inliers;
+    };
+    for (const Row& row : {Row{nullptr, h, &inlier},
+                           {&bare, h, &inlier},
+                           {&c, nullptr, &inlier},
+                           {&c, h, nullptr}}) {
+        int count[] = {5, 5, 5};
+        score = 5;
+        EXPECT_EQ(bcvGeomHomographyEvaluatef32(row.c, row.h, 1, 0, row.inliers, &count[0]), -1);
+        EXPECT_EQ(bcvGeomHomographyEvaluateMSACf32(row.c, row.h, 1, row.inliers, &count[1], &score),
+                  -1);
+        EXPECT_EQ(
+            bcvGeomAffineTransformEvaluatef32(row.c, row.h, 1, row.inliers, &count[2], &score), -1);
+        EXPECT_EQ(count[0] + count[1] + count[2], 0);
+        EXPECT_EQ(score, 0);
+    }
+    int count;
+    EXPECT_EQ(bcvGeomHomographyEvaluatef32(&c, h, 1, 0, &inlier, nullptr), -1);
+    EXPECT_EQ(bcvGeomHomographyEvaluateMSACf32(&c, h, 1, &inlier, nullptr, &score), -1);
+    EXPECT_EQ(bcvGeomAffineTransformEvaluatef32(&c, h, 1, &inlier, &count, nullptr), -1);
+}
+
 TEST(Solvers, SolveSmallSystemsAndTellWhenTheyCannot) {
     float a[9] = {4, 2, 2, 2, 5, 3, 2, 3, 6};
     const float b[3] = {8, 10, 11};  // x = (1, 1, 1)

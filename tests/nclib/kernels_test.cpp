@@ -103,6 +103,16 @@ bool AreSame(Float a, Float b) {
 }
 
 TEST(Kernels, ProductsAddedInStepsAreRoundedOnce) {
+    // A product of zero has a sign, and the greatest and least numbers have no halves.
+    constexpr double kEdges[] = {0.0, -0.0, 1.0, -3.0, 0x1p-1030, 0x1.8p1000, -0x1p-700, HUGE_VAL};
+    for (const double a : kEdges) {
+        for (const double b : kEdges) {
+            for (const double c : kEdges) {
+                EXPECT_TRUE(AreSame(platform::FusedInSteps(a, b, c), std::fma(a, b, c)))
+                    << std::hexfloat << a << " * " << b << " + " << c;
+            }
+        }
+    }
     Rng rng(10);
     RoundedTwice<float> floats;
     RoundedTwice<double> doubles;

@@ -105,10 +105,35 @@ std::ostream& operator<<(std::ostream& out, const Session& session) {
     return out << session.name;
 }
 
+/// An upstream warp that is a grid with its corners apart, and nothing that six decimals hold.
+CaptureScenario with_upstream_grid() {
+    const std::vector<CaptureScenario> all = capture_scenarios();
+    CaptureScenario scenario =
+        *std::ranges::find(all, "upstream_transform", &CaptureScenario::name);
+    scenario.name = "upstream_grid";
+    scenario.shape = [](CaptureFrame& frame) {
+        static std::vector<NcLibWarpGridCoord> nodes;
+        for (int i = 0; nodes.size() < 25 * 33; ++i) {
+            nodes.push_back({256.0f * 1.01f * static_cast<float>(i % 33 - 16),
+                             256.0f * 0.99f * static_cast<float>(i / 33 - 12)});
+        }
+        static NcLibWarpGridCoord corners[] = {
+            {-4395.1f, -3294.7f}, {4395.1f, -3294.7f}, {-4395.1f, 3294.7f}, {4395.1f, 3294.7f}};
+        static const NcLibWarp warp = {
+            {},
+            {true, {8192, 6144}, 25, 33, nodes.data(), EXTRAPOLATION_TYPE_FOUR_CORNERS, corners},
+            OUT_2_IN};
+        frame.upstream = &warp;
+    };
+    return scenario;
+}
+
 /// Those made for captures, and the streams as camera frameworks drive them.
 std::vector<Session> sessions() {
     std::vector<Session> all;
-    for (const CaptureScenario& scenario : capture_scenarios()) {
+    std::vector<CaptureScenario> for_captures = capture_scenarios();
+    for_captures.push_back(with_upstream_grid());
+    for (const CaptureScenario& scenario : for_captures) {
         const auto record = [scenario](const std::string& prefix) {
             return record_scenario(scenario, prefix);
         };

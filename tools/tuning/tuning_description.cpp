@@ -37,12 +37,12 @@ Bytes ParseHex(const toml::node& node) {
         if (c == ' ' || c == '\n' || c == '\t') {
             continue;
         }
-        char const* digits = "0123456789abcdef";
-        char const* digit = std::strchr(digits, c | 0x20);
-        if (digit == nullptr) {
+        constexpr std::string_view kDigits = "0123456789abcdef";
+        const size_t digit = kDigits.find(c >= 'A' ? static_cast<char>(c | 0x20) : c);
+        if (digit == std::string_view::npos) {
             throw Complaint(node, "expected a text of hexadecimal digits");
         }
-        const int value = static_cast<int>(digit - digits);
+        const int value = static_cast<int>(digit);
         if (high >= 0) {
             bytes.push_back(static_cast<uint8_t>(high * 16 + value));
         }

@@ -175,6 +175,43 @@ TEST(DeviceRotation, TakesAPointFromOneMomentToAnother) {
         << log;
 }
 
+TEST(DeviceRotation, TurnsWithTheGimbalThatTheLensHangsIn) {
+    is_init_common_data common = valid_common();
+    common.is_ois_enabled = true;
+    is_init_sensor_data sensor = valid_sensor();
+    sensor.tuning.top.ois_frequency = 500;
+    sensor.tuning.ois.module_type = kOisGimbalA;
+    sensor.tuning.ois.data_conversion_x_tab[1] = 1.0f;
+    sensor.tuning.ois.data_conversion_y_tab[2] = 0.5f;
+    Instance instance(common, {sensor});
+    Stream stream(instance.get());
+    // The device keeps still. The gimbal turns by 10 units a second, each half a degree.
+    stream.samples = sampled(constant_rate(0.0, 0.0, 0.0), 1000000, 6000000, 2000);
+    stream.ois_samples = sampled(
+        [](uint64_t ts) {
+            return constant_rate(0.0, 10.0 * (static_cast<double>(ts) - 2e6) * 1e-6, 0.0)(ts);
+        },
+        1000000, 2048000, 2000);
+    OutputMemory memory;
+    stream.frame(2000000, memory);
+    NcLibPerspTransformSingle matrix{};
+    NcLibWarpMatrices out{};
+    out.perspMatrices = &matrix;
+    const device_moment now = {centred_windows(), 2025000, 0};
+    const device_moment before = {centred_windows(), 2005000, 0};
+    ASSERT_EQ(get_device_rotation_delta(*instance.get(), before, now, out), EIS_SUCCESS);
+    EXPECT_NEAR(matrix.T[2] / matrix.T[8], 1500.0 * std::tan(0.1 * 3.14159265 / 180.0), 1e-3);
+    EXPECT_NEAR(matrix.T[5] / matrix.T[8], 0.0, 1e-3);
+    // The gyroscope's samples reach this moment, those of the lens do not.
+    log_of([&] { stream.frame(2033333, memory); });
+    const device_moment later = {centred_windows(), 2055000, 0};
+    const std::string log = log_of([&] {
+        EXPECT_EQ(get_device_rotation_delta(*instance.get(), later, now, out), EIS_ERROR_GENERAL);
+    });
+    EXPECT_EQ(count_of(log, "Failed to get MOF gyro sample: 2055000"), 1u) << log;
+    EXPECT_EQ(count_of(log, "SRC: _samplers.gyro_interp failed"), 1u) << log;
+}
+
 TEST(FrameTimes, TellDropsPausesAndSwitchesApart) {
     struct Row {
         const char* what;

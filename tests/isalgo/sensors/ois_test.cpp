@@ -243,6 +243,10 @@ TEST(OisStream, AsksForSamplesAroundTheGyroscopes) {
     Instance instance(lens.common, {lens.sensor});
     Stream stream(instance.get());
     lens.fill(stream);
+    is_frame_times times = stream.times;
+    times.sof = 2000000;
+    is_time_interval gyro{}, ois{};
+    EXPECT_EQ(eis2_get_gyro_ois_time_interval(instance.get(), &times, 0, &gyro, &ois), EIS_SUCCESS);
     OutputMemory memory;
     const FrameResult first = stream.frame(2000000, memory);
     ASSERT_EQ(first.process_status, EIS_SUCCESS);
@@ -250,6 +254,10 @@ TEST(OisStream, AsksForSamplesAroundTheGyroscopes) {
     EXPECT_EQ(first.intervals.ois.first_ts, 2000000u - 3500 - 3333 - 4200);
     EXPECT_EQ(first.intervals.gyro.last_ts, 2000000u + 1500 + 26250 + 2100);
     EXPECT_EQ(first.intervals.ois.last_ts, first.intervals.gyro.last_ts + 7 * 2100);
+    // The deprecated way tells the same.
+    EXPECT_EQ(ois.first_ts, first.intervals.ois.first_ts);
+    EXPECT_EQ(ois.last_ts, first.intervals.ois.last_ts);
+    EXPECT_EQ(gyro.last_ts, first.intervals.gyro.last_ts);
     const FrameResult second = stream.frame(2033333, memory);
     // Both streams go on: two periods before the earlier of their last samples.
     EXPECT_EQ(second.intervals.ois.first_ts, second.intervals.gyro.first_ts - 2 * 2100);

@@ -339,6 +339,17 @@ TEST(UpstreamTransform, CarriesTheBorderThroughMatrixThenGridAndCutsIt) {
     EXPECT_NEAR(points[0].x, 480.0 + 120.0, 1e-3);
     EXPECT_NEAR(points[4].x, 1440.0 + 120.0, 1e-3);
     EXPECT_NEAR(points[8].y, 810.0, 1e-3);
+    // The same by a grid without a ring, whose corners stand apart.
+    std::vector<NcLibWarpGridCoord> inner;
+    for (int row = 1; row < 26; ++row) {
+        inner.insert(inner.end(), nodes.begin() + 35 * row + 1, nodes.begin() + 35 * row + 34);
+    }
+    NcLibWarpGridCoord corners[] = {nodes[0], nodes[34], nodes[26 * 35], nodes[26 * 35 + 34]};
+    both.warp.grid = {true,   {8192, 6144}, 25, 33, inner.data(), EXTRAPOLATION_TYPE_FOUR_CORNERS,
+                      corners};
+    ASSERT_EQ(calc_pre_aling_warp_input_points(both.warp, 1920, 1080, points), EIS_SUCCESS);
+    EXPECT_NEAR(points[0].x, 480.0 + 120.0, 1e-3);
+    EXPECT_NEAR(points[8].y, 810.0, 1e-3);
 }
 
 TEST(UpstreamTransform, IsLeftOutWhenItCannotBeCarriedOut) {

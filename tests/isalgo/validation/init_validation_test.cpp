@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <functional>
 #include <limits>
 #include <string>
@@ -571,6 +572,30 @@ TEST(InitValidation, RunsThroughTheWholeListInOrder) {
          "[HIGH] IS1026 Invalid noise floor. Noise floor should be the same in all sensors. Using "
          "sensor #0 value: 0.003000"},
         {2, 4, 3}, "all of it");
+}
+
+TEST(TuningSlots, NothingIsKeptBeyondTheLast) {
+    struct Row {
+        float (*get)(const is_tessaline_info_s*, uint32_t);
+        void (*set)(is_tessaline_info_s*, uint32_t, float);
+        uint32_t slots;
+    };
+    constexpr Row kRows[] = {
+        {eis_tuning_get_general_model_parameter, eis_tuning_set_general_model_parameter, 96},
+        {eis_tuning_get_ois, eis_tuning_set_ois, 16},
+        {eis_tuning_get_behaviour, eis_tuning_set_behaviour, 16},
+        {eis_tuning_get_dis, eis_tuning_set_dis, 32},
+    };
+    for (const Row& row : kRows) {
+        is_tessaline_info_s tuning{};
+        const is_tessaline_info_s untouched{};
+        row.set(&tuning, row.slots, 5.0f);
+        EXPECT_EQ(std::memcmp(&tuning, &untouched, sizeof tuning), 0) << row.slots;
+        row.set(&tuning, row.slots - 1, 5.0f);
+        EXPECT_EQ(row.get(&tuning, row.slots - 1), 5.0f);
+        EXPECT_EQ(row.get(&tuning, row.slots), 0.0f);
+    }
+    EXPECT_EQ(eis_tuning_as_u32(4294967296.0f), 0u);
 }
 
 }  // namespace
