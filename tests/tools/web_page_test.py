@@ -213,6 +213,7 @@ def check_hostile_requests(bench):
         ("a field that is not there", 422, pair(name="nothing")),
         ("nothing there", 404, ("GET", "/api/module?path=Default&module=nothing", None, {"Host": own})),
         ("no number", 400, ("GET", "/api/stream?since=-1", None, {"Host": own})),
+        ("no first element", 400, ("GET", "/api/elements?path=Default&module=eis13_sw&name=a&first=x", None, {"Host": own})),
         ("an unknown path", 404, ("GET", "/../../etc/passwd", None, {"Host": own})),
         ("an unknown method", 404, ("DELETE", "/api/set", None, {"Host": own})),
         ("what is meant", 200, ("GET", "/api/stream?since=0", None, {"Host": f"localhost:{port}"})),
