@@ -84,10 +84,6 @@ int64_t VideoReader::time() const {
     return state_->time;
 }
 
-double VideoReader::seconds_per_unit() const {
-    return av_q2d(state_->stream->time_base);
-}
-
 const std::optional<Fault>& VideoReader::fault() const {
     return state_->fault;
 }

@@ -37,9 +37,8 @@ class VideoReader {
     /// @return false at the end and after a fault.
     bool next(Picture& picture);
 
-    /// Time of the picture that next() gave last, in units of the stream; see seconds_per_unit().
+    /// Time of the picture that next() gave last, in units of the stream.
     int64_t time() const;
-    double seconds_per_unit() const;
 
     /// What ended the file early, if anything did.
     const std::optional<Fault>& fault() const;
