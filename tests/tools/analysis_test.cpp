@@ -158,6 +158,18 @@ TEST(FramePlan, LeavesOutFramesBeyondTheEndsOfTheLogOnly) {
     EXPECT_EQ(frames_inside(frames, gyro, 0).end, 0u);
 }
 
+TEST(FramePlan, FramesReadAtOnceKeepTheirMiddle) {
+    FrameSequence frames;
+    frames.frames = {{1, 33000, 10000, 24000}, {2, 66000, 5000, 20000}};
+    const double middles[] = {middle_time(frames.frames[0], 700),
+                              middle_time(frames.frames[1], 700)};
+    read_at_once(frames);
+    for (size_t i = 0; i < 2; ++i) {
+        EXPECT_EQ(middle_time(frames.frames[i], 700), middles[i]);
+        EXPECT_EQ(frames.frames[i].readout_us, 0u);
+    }
+}
+
 TEST(TimeFigure, TakesTheNearestRank) {
     std::vector<double> seconds;
     for (int i = 200; i > 0; --i) {

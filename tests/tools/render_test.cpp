@@ -6,11 +6,13 @@
 #include <cstring>
 
 #include "analysis/spectrum.hpp"
+#include "input/camera.hpp"
 #include "input/lens_reader.hpp"
 #include "output/trace.hpp"
 #include "render/warped_picture.hpp"
 #include "report/page.hpp"
 #include "simulator/random.hpp"
+#include "simulator/scene.hpp"
 #include "stream/crop_corners.hpp"
 #include "track/edge_bow.hpp"
 
@@ -107,6 +109,38 @@ TEST(WarpMap, AgreesWithTheSinglePointForm) {
             EXPECT_NEAR(xs[x], p.x + 159.5, 1e-3) << x << " " << y;
             EXPECT_NEAR(ys[x], p.y + 89.5, 1e-3) << x << " " << y;
         }
+    }
+}
+
+TEST(WarpMap, ShowsTheCropWhoeverStretchesIt) {
+    Camera camera = built_in_camera();
+    camera.sensors[0].input_width = 320;
+    camera.sensors[0].input_height = 180;
+    camera.common.output_width = 160;
+    camera.common.output_height = 90;
+    is_window_regions windows{};
+    windows.output_crop_fov = {320, 180, 256, 144, 32, 18};
+    for (const bool by_transform : {false, true}) {
+        camera.common.do_virtual_upscale_in_transform = by_transform;
+        const WarpFrame frame = warp_frame(camera, windows);
+        const FrameWarp none = no_warp(camera, windows);
+        float x = 0.0f;
+        float y = 0.0f;
+        // 1.6 input pixels for one of the output; the first begins at the crop's edge, (32, 18).
+        WarpMap(none, frame).row(0.0, 0.0, 1.0, {&x, 1}, {&y, 1});
+        EXPECT_NEAR(x, 32.0 + 0.8 - 0.5, 1e-3) << by_transform;
+        EXPECT_NEAR(y, 18.0 + 0.8 - 0.5, 1e-3) << by_transform;
+        WarpMap(none, frame).row(89.0, 159.0, 1.0, {&x, 1}, {&y, 1});
+        EXPECT_NEAR(x, 288.0 - 0.8 - 0.5, 1e-3) << by_transform;
+        EXPECT_NEAR(y, 162.0 - 0.8 - 0.5, 1e-3) << by_transform;
+    }
+}
+
+TEST(Scene, ADirectionMeetsTheFaceItPointsAt) {
+    constexpr Vector3 kDirections[] = {{0.5, -0.9, 1}, {1, 0.9, -0.5}, {0.9, 0.5, -1},
+                                       {-1, 0.5, 0.9}, {0.9, 1, -0.5}, {-0.5, -1, 0.9}};
+    for (size_t face = 0; face < 6; ++face) {
+        EXPECT_EQ(face_of(kDirections[face]), face);
     }
 }
 
