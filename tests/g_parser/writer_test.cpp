@@ -6,7 +6,8 @@
 TEST(Writer, BuildDumpBuildGivesTheSameBytes) {
     // Siblings of one path, texts with quotes, resident modes, nested arrays, equal payloads.
     const std::string rich =
-        "tag = \"a \\\"quoted\\\" t\u00e4g \xff\xc3\"\n[[mode]]\npath = \"Default\"\n"
+        "tag = \"a \\\"quoted\\\" t\u00e4g \xff\xc3\"\n"
+        "tool = \"\\u0001\\u007F\"\nmode-table-name = \"modes\"\n[[mode]]\npath = \"Default\"\n"
         "[[mode]]\npath = \"Default|Scene.Night\"\nresident = true\n"
         "[[mode]]\npath = \"Default|Scene.Night\"\nlink = 1\n"
         "[[mode]]\npath = \"Default|12.7\"\nparent = 2\n"

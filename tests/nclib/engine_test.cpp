@@ -8,6 +8,7 @@
 #include "nclib/Logic/WarpAdjust/inverse_grid.hpp"
 #include "nclib/Logic/WarpAdjust/perspective.hpp"
 #include "nclib/Logic/WarpAdjust/topology.hpp"
+#include "nclib/Logic/WarpAdjust/warp_copy.hpp"
 #include "support/warp_fixtures.hpp"
 
 namespace {
@@ -188,11 +189,18 @@ TEST(InverseGrid, FindsAPointThatTheDescentMisses) {
     EXPECT_LT(Distance(found, target), 0.01f) << found.x << ", " << found.y;
 }
 
-TEST(IcaGridPoints, RefusesARecordWithoutAGeometry) {
+TEST(IcaGridPoints, GoThroughARecordThatHasAGeometry) {
+    NcLibChipInfo::Set(kChip30, 0);
+    Grid shifted(27, 35, kRing);
+    for (Point& node : shifted.nodes) {
+        node = {node.x + 10, node.y - 20};
+    }
     auto grid = std::make_unique<NcLibIcaGrid>();
-    grid->enable = 1;
+    ASSERT_TRUE(NcLibWarpGridToIcaGrid(&shifted.record, grid.get()));
+    Point point = {100, 200};
+    ASSERT_EQ(NcLibInternalApplyGridOnPoints(grid.get(), &point, 1, true, &point), NC_LIB_SUCCESS);
+    EXPECT_LT(Distance(point, {110, 180}), 1e-3f);
     grid->geometry = 3;
-    Point point = {0, 0};
     LogCapture log;
     EXPECT_EQ(NcLibInternalApplyGridOnPoints(grid.get(), &point, 1, true, &point),
               NC_LIB_GENERAL_ERROR);

@@ -183,7 +183,7 @@ TEST(DeviceRotation, TurnsWithTheGimbalThatTheLensHangsIn) {
     sensor.tuning.ois.module_type = kOisGimbalA;
     sensor.tuning.ois.data_conversion_x_tab[1] = 1.0f;
     sensor.tuning.ois.data_conversion_y_tab[2] = 0.5f;
-    Instance instance(common, {sensor});
+    Instance instance(common, {sensor, sensor});
     Stream stream(instance.get());
     // The device keeps still. The gimbal turns by 10 units a second, each half a degree.
     stream.samples = sampled(constant_rate(0.0, 0.0, 0.0), 1000000, 6000000, 2000);
@@ -210,6 +210,16 @@ TEST(DeviceRotation, TurnsWithTheGimbalThatTheLensHangsIn) {
     });
     EXPECT_EQ(count_of(log, "Failed to get MOF gyro sample: 2055000"), 1u) << log;
     EXPECT_EQ(count_of(log, "SRC: _samplers.gyro_interp failed"), 1u) << log;
+    // Nor has the other sensor's lens told anything yet.
+    const device_moment other = {centred_windows(), 2025000, 1};
+    const std::string unheard = log_of([&] {
+        EXPECT_EQ(get_device_rotation_delta(*instance.get(), now, other, out), EIS_ERROR_GENERAL);
+    });
+    EXPECT_EQ(count_of(unheard,
+                       "filter extrapolated 5 points with zero value since no valid samples exist "
+                       "in buffer"),
+              2u)
+        << unheard;
 }
 
 TEST(FrameTimes, TellDropsPausesAndSwitchesApart) {

@@ -392,6 +392,32 @@ TEST(SingleGrid, IsTheMatrixAfterTheGrid) {
     }
 }
 
+TEST(SingleGrid, ReadsAGridWithoutARing) {
+    // A stretch goes on beyond the last nodes as within.
+    const Map stretch = [](Point2 p) { return Point2{1.02 * p.x + 7, 0.99 * p.y - 3}; };
+    const GridMemory ring(kWidth, kHeight, stretch);
+    std::vector<NcLibWarpGridCoord> inner, nodes(945);
+    for (uint32_t row = 1; row < 26; ++row) {
+        inner.insert(inner.end(), &ring.nodes[row * 35 + 1], &ring.nodes[row * 35 + 34]);
+    }
+    NcLibWarpGridCoord corners[] = {ring.nodes[0], ring.nodes[34], ring.nodes[910],
+                                    ring.nodes[944]};
+    NcLibWarpGrid distortion = {
+        true, {kWidth, kHeight}, 25, 33, inner.data(), EXTRAPOLATION_TYPE_FOUR_CORNERS, corners};
+    MatrixMemory matrix(kShake);
+    NcLibWarp transform = {matrix.matrices, {}, OUT_2_IN};
+    NcLibWarpGrid out{};
+    out.grid = nodes.data();
+    std::vector<unsigned char> work(EIS_SINGLE_GRID_WORK_BYTES);
+    ASSERT_EQ(eis_utility_convert_output_stabilize_to_single_grid(&distortion, &transform,
+                                                                  work.data(), work.size(), &out),
+              EIS_SUCCESS);
+    for (uint32_t i = 0; i < 945; ++i) {
+        const Point2 p = GridMemory::position(i, kWidth, kHeight, 27, 35);
+        ASSERT_LT(distance({nodes[i].x, nodes[i].y}, map_point(kShake, stretch(p))), 1e-2) << i;
+    }
+}
+
 TEST(SingleGrid, ComposesWithAGridInTheTransform) {
     std::vector<unsigned char> work(EIS_SINGLE_GRID_WORK_BYTES);
     const Map bend = [](Point2 p) { return Point2{p.x + 1e-5 * p.y * p.y, p.y - 4}; };
