@@ -102,6 +102,11 @@ TEST(Writer, CheckSaysWhereAFileIsWrong) {
     EXPECT_EQ(findings[0].offset, bytes.size() - 4);
     EXPECT_EQ(findings[1].offset, 168u);
     EXPECT_EQ(findings[1].text, "symbol table passes the end of the file");
+    bytes[0] ^= 1;
+    findings.clear();
+    tuning::Decode(bytes, &findings);
+    ASSERT_EQ(findings.size(), 1u);
+    EXPECT_EQ(findings[0].text.rfind("the file does not begin with ", 0), 0u);
 }
 
 TEST(Writer, CheckFindsNumbersThatNameNothing) {
@@ -109,6 +114,11 @@ TEST(Writer, CheckFindsNumbersThatNameNothing) {
         void (*spoil)(tuning::Image&);
         const char* finding;
     } kCases[] = {
+        {[](tuning::Image& i) {
+             i.version = {6, 0, 0};
+         },
+         "the version is above 5.0.0"},
+        {[](tuning::Image& i) { i.flags |= 2; }, "the file is compressed"},
         {[](tuning::Image& i) { i.symbols[1].id = 0; }, "ID 0 is out of range 1 to 5"},
         {[](tuning::Image& i) { i.symbols[1].id = 6; }, "ID 6 is out of range 1 to 5"},
         {[](tuning::Image& i) { i.symbols[1].id = 1; }, "ID 1 is used twice"},

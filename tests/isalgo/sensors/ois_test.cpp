@@ -35,12 +35,12 @@ TEST(Blackman, IsSymmetricAndSumsToOne) {
     EXPECT_EQ(window.active_half(), 5u);
 }
 
-TEST(LongFilter, HoldsARestingLensAndLetsGoOfAMovingOne) {
-    uint32_t status = EIS_SUCCESS;
-    LongFilter filter(500.0, 64, 0.5f, status);
-    ASSERT_EQ(status, EIS_SUCCESS);
+// Gives a filter samples of one value every 2 ms. @return what came out last.
+struct Feed {
+    LongFilter& filter;
     uint64_t ts = 1000;
-    const auto feed = [&](double value, uint32_t n) {
+
+    double operator()(double value, uint32_t n) {
         std::vector<double> values(n, value);
         std::vector<uint64_t> times(n);
         for (uint64_t& t : times) {
@@ -48,7 +48,14 @@ TEST(LongFilter, HoldsARestingLensAndLetsGoOfAMovingOne) {
         }
         filter.process(values.data(), times.data(), n);
         return values.back();
-    };
+    }
+};
+
+TEST(LongFilter, HoldsARestingLensAndLetsGoOfAMovingOne) {
+    uint32_t status = EIS_SUCCESS;
+    LongFilter filter(500.0, 64, 0.5f, status);
+    ASSERT_EQ(status, EIS_SUCCESS);
+    Feed feed{filter};
     EXPECT_EQ(feed(10.0, 20), 10.0);
     // Fewer than 25 samples say nothing about rest.
     EXPECT_EQ(filter.strength(), 0.0f);
@@ -60,6 +67,20 @@ TEST(LongFilter, HoldsARestingLensAndLetsGoOfAMovingOne) {
     EXPECT_NEAR(feed(20.0, 1), 0.25 * 20.0 + 0.75 * 10.01, 1e-5);
     EXPECT_EQ(feed(20.0, 4), 20.0);
     EXPECT_EQ(filter.strength(), 0.0f);
+}
+
+TEST(LongFilter, RestIsWhereTheLast500SamplesWere) {
+    uint32_t status = EIS_SUCCESS;
+    LongFilter filter(500.0, 64, 0.5f, status);
+    Feed feed{filter};
+    for (const double rest : {10.0, 10.4}) {
+        for (int i = 0; i < 25; ++i) {
+            feed(rest, 20);
+        }
+    }
+    // 0.4 from the mean of the last 500 and 0.6 from that of all 1000: within the noise, a
+    // twentieth of the way.
+    EXPECT_NEAR(feed(10.8, 1), 10.42, 1e-3);
 }
 
 TEST(LongFilter, FiltersEachSampleOnceHoweverTheCallsOverlap) {
