@@ -22,8 +22,8 @@ inline constexpr double kGreatestSmallAngle = 0.7853981633974483;
 ///
 ///     b - b k x^2 - b x^2 (c0 + c1 x^2 + c2 x^4 + ...)
 ///
-/// The second term takes up to a fifth of the first, so it must be exact: h, the first 13 bits of
-/// x, has an exact h h h k. The rest of x goes with the third term, which is 60 times smaller.
+/// The second term takes up to a third of the first, so it must be exact: h, the first 13 bits of
+/// x, has an exact h h h k. The rest of x goes with the third term, which is 20 times smaller.
 ///
 /// The most that 17 million angles were from the true value is 0.567 units in the last place, near
 /// pi / 4, and 0.504 up to 0.4 radians; `Sines.LieNearTheTrueValues` holds both.
