@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <functional>
 #include <vector>
@@ -8,6 +9,7 @@
 #include "filter/filter_params.hpp"
 #include "filter/non_future_looking_filter.hpp"
 #include "filter/smooth_blend.hpp"
+#include "support/random.hpp"
 #include "support/records.hpp"
 
 namespace steadywarp {
@@ -126,6 +128,101 @@ TEST(NonFutureLookingFilter, LengthensItsWindowInShakeAndShortensItInASweep) {
         bench.frame({0.01 * k, 0.0, 0.0});
     }
     EXPECT_EQ(bench.filter.window(0), 14u);
+}
+
+// The rule to the letter, one axis and one value after the other, on frames at the usual rate.
+struct PlainAxis {
+    std::vector<double> past;  // newest first
+    uint32_t window = 14;
+    int on_the_mean = 0;
+
+    int changes(size_t n) {
+        float sum = 0.0f;
+        for (size_t i = 0; i < n; ++i) {
+            sum += static_cast<float>(past[i]);
+        }
+        const float mean = sum / static_cast<float>(n);
+        int count = 0;
+        for (size_t i = 1; i < n; ++i) {
+            const float a = static_cast<float>(past[i - 1]) - mean;
+            const float b = static_cast<float>(past[i]) - mean;
+            count += (a <= 0.0f && b > 0.0f) || (a >= 0.0f && b < 0.0f) ? 1 : 0;
+            on_the_mean += b == 0.0f ? 1 : 0;
+        }
+        return count;
+    }
+    void follow_motion() {
+        const int count = std::max(changes(60), changes(30));
+        if (count >= 4) {
+            window = std::min(window + 2, 44u);
+        } else if (count == 1 && window >= 16) {
+            window -= 2;
+        }
+    }
+    double average() const {
+        std::vector<float> kernel;
+        double total = 0.0;
+        for (uint32_t j = 0; j < window; ++j) {
+            const double phase = (window - 1 + j) * (2.0 * 3.141592653589793) / (2 * window - 2);
+            kernel.push_back(static_cast<float>(0.54 - (1.0 - 0.54) * std::cos(phase)));
+            total += static_cast<double>(kernel[j]);
+        }
+        double sum = 0.0;
+        for (uint32_t j = 0; j < window; ++j) {
+            const auto weight = static_cast<float>(static_cast<double>(kernel[j]) / total);
+            sum += static_cast<double>(weight) * past[j];
+        }
+        return sum;
+    }
+};
+
+TEST(NonFutureLookingFilter, GivesTheBitsOfThePlainRule) {
+    Bench bench;
+    test::Random random(11);
+    PlainAxis axes[3];
+    int averages = 0, windows_met[45] = {};
+    uint32_t kinds[3] = {};
+    double at[3] = {};
+    for (int frame = 0; frame < 4000; ++frame) {
+        for (int axis = 0; axis < 3; ++axis) {
+            uint32_t& kind = kinds[axis];
+            kind = random.once_in(90) ? random.below(5) : kind;
+            constexpr double kStep = 0x1p-10;
+            switch (kind) {
+                case 0:
+                    break;  // at rest
+                case 1:
+                    at[axis] += kStep;
+                    break;  // a sweep
+                case 2:
+                    at[axis] = kStep * (1 - frame % 4) * (1 - frame % 2);
+                    break;  // over its mean
+                case 3:
+                    at[axis] = random.between(-kStep, kStep);
+                    break;  // shake
+                default:
+                    at[axis] = kStep * random.below(3);
+            }
+            axes[axis].past.insert(axes[axis].past.begin(), at[axis]);
+        }
+        const Vec3<double> correction = bench.frame({at[0], at[1], at[2]});
+        for (uint32_t axis = 0; axis < 3 && frame >= 59; ++axis) {
+            PlainAxis& plain = axes[axis];
+            plain.follow_motion();
+            ASSERT_EQ(bench.filter.window(axis), plain.window) << frame;
+            ++windows_met[plain.window];
+            // Where nothing breaches, the correction is the way to the average.
+            if (bench.feasible && bench.filter.last_alpha() == 0.0) {
+                ASSERT_EQ(correction[axis], plain.average() - at[axis]) << frame;
+                ++averages;
+            }
+        }
+    }
+    EXPECT_GT(averages, 5000);
+    for (uint32_t window = 14; window <= 44; window += 2) {
+        EXPECT_GT(windows_met[window], 5) << window;
+    }
+    EXPECT_GT(axes[0].on_the_mean + axes[1].on_the_mean + axes[2].on_the_mean, 10000);
 }
 
 TEST(NonFutureLookingFilter, GlidesToTheWindowsOfAnotherFrameRate) {

@@ -93,7 +93,7 @@ TEST(Context, TheInstanceMadeLastRotatesTheBias) {
     Instance a(valid_common(), {valid_sensor()});
     Instance b(valid_common(), {front});
     EXPECT_EQ(BiasEstimatorSingleton::instance(nullptr).rotate.load(),
-              b.get()->_samplers.gyro.rotate_function());
+              &b.get()->_samplers.gyro.axis_map());
     // A bias that somebody estimates is taken off the rates.
     BiasEstimatorSingleton::instance(nullptr).bias[1] = 0.25;
     _sample_data_s samples[2] = {{{0.0, 0.25, 0.0}, 1000}, {{0.0, 0.25, 0.0}, 2000000}};

@@ -119,7 +119,7 @@ TEST(LensAxes, MapRawAxesToThePicture) {
     for (const Row& row : kRows) {
         uint32_t status = EIS_SUCCESS;
         _sample_data_s sample = {{3, 4, 5}, 1};
-        lens_axes(row.x, row.y, status)(sample);
+        lens_axes(row.x, row.y, status).rotate(sample);
         EXPECT_EQ(status, EIS_SUCCESS);
         EXPECT_EQ(sample.data[0], row.expected_x) << row.x << row.y;
         EXPECT_EQ(sample.data[1], row.expected_y) << row.x << row.y;

@@ -10,6 +10,7 @@
 namespace steadywarp {
 namespace {
 
+using platform::Double2;
 using platform::Double4;
 using platform::Float4;
 using platform::Int4;
@@ -54,12 +55,17 @@ uint32_t breach_shrink(double alpha) {
     return alpha > 0.2 ? 6 : 4;
 }
 
-// Add entries `from` to `to` in their order, all axes side by side.
-void add_up(const Float4* values, uint32_t from, uint32_t to, Float4& sum) {
-#pragma GCC unroll 4
-    for (uint32_t i = from; i < to; ++i) {
-        sum += values[i];
+// Add the values before `end` in their order, all axes side by side.
+void add_up(const Float4* values, const Float4* end, Float4& sum) {
+    const Float4* const end_of_fours = end - (end - values) % 4;
+    Float4 total = sum;
+    for (; values != end_of_fours; values += 4) {
+        total = total + values[0] + values[1] + values[2] + values[3];
     }
+    for (; values != end; ++values) {
+        total += *values;
+    }
+    sum = total;
 }
 
 // Which lanes lie above and below their mean; a lane that is true is -1.
@@ -76,21 +82,39 @@ struct Sides {
 
 // How often the values of each axis go from one side of their mean to the other, or leave it.
 void count_sign_changes(const Float4* values, uint32_t n, const Float4& mean, Int4& changes) {
+    const Float4* const end = values + n;
     changes = Int4{};
-    Sides even(values[0], mean);
-    uint32_t i = 1;
-    for (; i + 2 <= n; i += 2) {
-        const Sides odd(values[i], mean);
-        odd.add_arrivals(even, changes);
-        even = Sides(values[i + 1], mean);
-        even.add_arrivals(odd, changes);
+    Sides last(*values++, mean);
+    const Float4* const end_of_fours = values + (n - 1) / 4 * 4;
+    for (; values != end_of_fours; values += 4) {
+        const Sides first(values[0], mean);
+        const Sides second(values[1], mean);
+        const Sides third(values[2], mean);
+        first.add_arrivals(last, changes);
+        second.add_arrivals(first, changes);
+        third.add_arrivals(second, changes);
+        last = Sides(values[3], mean);
+        last.add_arrivals(third, changes);
     }
-    if (i < n) {
-        Sides(values[i], mean).add_arrivals(even, changes);
+    for (; values != end; ++values) {
+        const Sides next(*values, mean);
+        next.add_arrivals(last, changes);
+        last = next;
     }
     // Values that are out of range have no mean to lie about; nothing changes then.
     const Float4 none = mean - mean;
     changes &= none == none;
+}
+
+// x and y, z and 0 of the sum.
+[[gnu::always_inline]] inline void add_product(const OrientationHistory::Lanes& angles,
+                                               double weight, Double2 (&sum)[2]) {
+    for (uint32_t half = 0; half < 2; ++half) {
+        Double2 products;
+        platform::LoadLanes(&angles[2 * half], products);
+        products *= weight;
+        sum[half] += products;
+    }
 }
 
 bool all_shake(const Int4& changes) {
@@ -170,9 +194,9 @@ std::array<int32_t, 3> NonFutureLookingFilter_TimeVaryingWin::most_sign_changes(
     const uint32_t half = std::min(wanted / 2, _orientation_history.size());
     const Float4* values = _orientation_history.singles();
     Float4 sum{};
-    add_up(values, 0, half, sum);
+    add_up(values, values + half, sum);
     const Float4 mean_of_half = sum / static_cast<float>(half);
-    add_up(values, half, all, sum);
+    add_up(values + half, values + all, sum);
     Int4 changes;
     count_sign_changes(values, all, sum / static_cast<float>(all), changes);
     Int4 changes_of_half = changes;
@@ -209,45 +233,49 @@ void NonFutureLookingFilter_TimeVaryingWin::update_windows() {
     }
 }
 
-double NonFutureLookingFilter_TimeVaryingWin::average(uint32_t axis) const {
-    const uint32_t window = std::min(_window[axis], _orientation_history.size());
+// The average of every axis under one window, products added newest first.
+Vec3<double> NonFutureLookingFilter_TimeVaryingWin::average(uint32_t window) const {
     if (window == 0) {
-        return 0.0;
+        return {};
     }
-    const float* kernel = _kernel[_window[axis] - 1].data();
-    const double* angles = _orientation_history.angles(axis);
-    double sum = 0.0;
-    // Four products at a time; they are added one by one, newest first.
-    const float* const end = kernel + window;
-    const float* const end_of_fours = end - window % 4;
+    const float* kernel = _kernel[window - 1].data();
+    const OrientationHistory::Lanes* angles = _orientation_history.angles();
+    const uint32_t frames = std::min(window, _orientation_history.size());
+    const float* const end = kernel + frames;
+    const float* const end_of_fours = end - frames % 4;
+    Double2 sum[2] = {};
     for (; kernel != end_of_fours; kernel += 4, angles += 4) {
-        Float4 weights;
-        Double4 values;
-        platform::LoadLanes(kernel, weights);
-        platform::LoadLanes(angles, values);
-        values *= __builtin_convertvector(weights, Double4);
-        sum = sum + values[0] + values[1] + values[2] + values[3];
+        Float4 narrow;
+        platform::LoadLanes(kernel, narrow);
+        const Double4 weights = __builtin_convertvector(narrow, Double4);
+        add_product(angles[0], weights[0], sum);
+        add_product(angles[1], weights[1], sum);
+        add_product(angles[2], weights[2], sum);
+        add_product(angles[3], weights[3], sum);
     }
     for (; kernel != end; ++kernel, ++angles) {
-        sum += static_cast<double>(*kernel) * *angles;
+        add_product(*angles, static_cast<double>(*kernel), sum);
     }
-    return sum;
+    return {sum[0][0], sum[0][1], sum[1][0]};
 }
 
 uint32_t NonFutureLookingFilter_TimeVaryingWin::filter_core(const FrameRings& rings) {
     follow_frame_rate(rings.inputs.oldest().frame_time);
     update_windows();
+    double kept = 1.0;
+    if (is_starting()) {
+        const float part = static_cast<float>(frame_counter()) /
+                           (static_cast<float>(_params.history_length) - 1.0f);
+        const double fade = kFade * static_cast<double>(1.0f - part);
+        kept = fade > 0.0 ? 1.0 - fade : 1.0;
+    }
+    Vec3<double> averages;
     for (uint32_t axis = 0; axis < 3; ++axis) {
-        double output = average(axis);
-        if (is_starting()) {
-            const float part = static_cast<float>(frame_counter()) /
-                               (static_cast<float>(_params.history_length) - 1.0f);
-            const double fade = kFade * static_cast<double>(1.0f - part);
-            if (fade > 0.0) {
-                output *= 1.0 - fade;
-            }
+        // Mostly all axes have one window, and then one pass.
+        if (axis == 0 || _window[axis] != _window[axis - 1]) {
+            averages = average(_window[axis]);
         }
-        _filtered[0][axis] = output;
+        _filtered[0][axis] = averages[axis] * kept;
     }
     _alternative[0] = rings.angles.newest() + rings.inputs.newest().ois_rotation;
     return EIS_SUCCESS;

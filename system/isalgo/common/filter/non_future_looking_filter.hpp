@@ -41,7 +41,7 @@ class NonFutureLookingFilter_TimeVaryingWin final : public Filter {
     bool is_starting() const { return frame_counter() + 1 < _params.history_length; }
     void update_windows();
     std::array<int32_t, 3> most_sign_changes() const;
-    double average(uint32_t axis) const;
+    Vec3<double> average(uint32_t window) const;
 
     FilterNFL_TimeVaryingW_Params _params;
     OrientationHistory _orientation_history;

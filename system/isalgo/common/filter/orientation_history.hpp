@@ -33,23 +33,22 @@ class OrientationHistory {
         const platform::Float4 single = {static_cast<float>(angles.x), static_cast<float>(angles.y),
                                          static_cast<float>(angles.z), 0.0f};
         for (const uint32_t slot : {_newest, _newest + kCapacity}) {
-            for (uint32_t axis = 0; axis < 3; ++axis) {
-                _entries->angles[axis][slot] = angles[axis];
-            }
+            _entries->angles[slot] = {angles.x, angles.y, angles.z, 0.0};
             _entries->singles[slot] = single;
         }
     }
 
-    /// size() angles of an axis, newest first.
-    const double* angles(uint32_t axis) const { return &_entries->angles[axis][_newest]; }
-    /// The same in single precision: x, y, z, 0.
+    /// x, y, z and 0 of the last size() orientations, newest first.
+    using Lanes = std::array<double, 4>;
+    const Lanes* angles() const { return &_entries->angles[_newest]; }
+    /// The same in single precision.
     const platform::Float4* singles() const { return &_entries->singles[_newest]; }
 
   private:
     template <typename T>
     using Twice = std::array<T, 2 * kCapacity>;
     struct Entries {
-        std::array<Twice<double>, 3> angles{};
+        Twice<Lanes> angles{};
         Twice<platform::Float4> singles{};
     };
 

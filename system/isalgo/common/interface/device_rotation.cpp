@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "interface/device_rotation.hpp"
 
-#include <cmath>
-
 #include "base/eis_log.hpp"
 #include "interface/warp_output.hpp"
+#include "platform/sines.hpp"
 #include "sensors/mid_point_orientation.hpp"
 
 namespace steadywarp {
@@ -15,12 +14,11 @@ constexpr double kCroppingFactor = 1.0;
 
 // R1 R2 R3. The cosine of y in R1's centre belongs there.
 Matrix3 delta_rotation(const Vec3<double>& a) {
-    const double sin_x = std::sin(a.x);
-    const double cos_x = std::cos(a.x);
-    const double sin_y = std::sin(a.y);
-    const double cos_y = std::cos(a.y);
-    const double sin_z = std::sin(a.z);
-    const double cos_z = std::cos(a.z);
+    platform::Double2 turns[3];
+    platform::SinesAndCosines({a.x, a.y, a.z}, turns);
+    const double sin_x = turns[0][0], cos_x = turns[0][1];
+    const double sin_y = turns[1][0], cos_y = turns[1][1];
+    const double sin_z = turns[2][0], cos_z = turns[2][1];
     const Matrix3 r1 = {1.0, 0.0, 0.0, 0.0, cos_y, sin_x, 0.0, -sin_x, cos_x};
     const Matrix3 r2 = {cos_y, 0.0, -sin_y, 0.0, 1.0, 0.0, sin_y, 0.0, cos_y};
     const Matrix3 r3 = {cos_z, sin_z, 0.0, -sin_z, cos_z, 0.0, 0.0, 0.0, 1.0};

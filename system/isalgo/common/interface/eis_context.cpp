@@ -157,7 +157,7 @@ eis_context::eis_context(const is_init_common_data& common, const is_init_sensor
     if (status != EIS_SUCCESS) {
         return;
     }
-    steadywarp::BiasEstimatorSingleton::instance(_samplers.gyro.rotate_function());
+    steadywarp::BiasEstimatorSingleton::instance(&_samplers.gyro.axis_map());
     _start_guard = steadywarp::kStartGuard;
     _end_guard = steadywarp::kEndGuard;
 }

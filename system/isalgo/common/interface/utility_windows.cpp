@@ -65,9 +65,9 @@ uint32_t eis_utility_get_estimated_bias(_sample_data_s* bias) {
     }
     *bias = {};
     const auto& estimator = steadywarp::BiasEstimatorSingleton::instance(nullptr);
-    if (const auto rotate = estimator.rotate.load()) {
+    if (const auto* rotate = estimator.rotate.load()) {
         *bias = {{estimator.bias[0], estimator.bias[1], estimator.bias[2]}, estimator.ts};
-        rotate(*bias);
+        rotate->rotate(*bias);
     }
     return EIS_SUCCESS;
 }

@@ -3,7 +3,7 @@
 
 namespace steadywarp {
 
-BiasEstimatorSingleton& BiasEstimatorSingleton::instance(RotateFunction rotate) {
+BiasEstimatorSingleton& BiasEstimatorSingleton::instance(const AxisMap* rotate) {
     static BiasEstimatorSingleton estimator;
     if (rotate != nullptr) {
         estimator.rotate.store(rotate, std::memory_order_relaxed);

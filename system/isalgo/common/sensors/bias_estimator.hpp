@@ -6,7 +6,7 @@
 #include <atomic>
 #include <cstdint>
 
-#include "sensors/sensor_data_handler.hpp"
+#include "sensors/axis_map.hpp"
 
 namespace steadywarp {
 
@@ -16,13 +16,13 @@ namespace steadywarp {
 /// Threads: the first creation is guarded and `rotate` is atomic; `bias` and `ts` are not.
 class BiasEstimatorSingleton {
   public:
-    /// The object; a function that is not NULL replaces the stored one.
-    static BiasEstimatorSingleton& instance(RotateFunction rotate);
+    /// The object; a mapping that is not NULL replaces the stored one. It must live on.
+    static BiasEstimatorSingleton& instance(const AxisMap* rotate);
 
     double bias[3] = {};  ///< rad/s about the camera's x, y, z
     uint64_t ts = 0;      ///< when the bias was estimated, microseconds
     /// Maps device axes to camera axes, for readers of the bias; of the instance created last.
-    std::atomic<RotateFunction> rotate{nullptr};
+    std::atomic<const AxisMap*> rotate{nullptr};
 
   private:
     BiasEstimatorSingleton() = default;

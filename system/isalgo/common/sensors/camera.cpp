@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "sensors/camera.hpp"
 
-#include <cmath>
+#include "platform/sines.hpp"
 
 namespace steadywarp {
 
@@ -14,13 +14,11 @@ TurnedCamera::TurnedCamera(const Camera& camera, double focal_scale)
       _center_y(camera.center_y) {}
 
 Matrix3 TurnedCamera::homography(const Vec3<double>& angles) const {
-    // Sine and cosine of one angle side by side: the compiler asks the C library for both at once.
-    const double sin_x = std::sin(angles.x);
-    const double cos_x = std::cos(angles.x);
-    const double sin_y = std::sin(angles.y);
-    const double cos_y = std::cos(angles.y);
-    const double sin_z = std::sin(angles.z);
-    const double cos_z = std::cos(angles.z);
+    platform::Double2 turns[3];
+    platform::SinesAndCosines({angles.x, angles.y, angles.z}, turns);
+    const double sin_x = turns[0][0], cos_x = turns[0][1];
+    const double sin_y = turns[1][0], cos_y = turns[1][1];
+    const double sin_z = turns[2][0], cos_z = turns[2][1];
 
     // R = Rx(-x) Ry(-y) Rz(-z), multiplied out.
     const double r00 = cos_y * cos_z;

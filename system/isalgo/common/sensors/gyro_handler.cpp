@@ -20,9 +20,11 @@ constexpr double kFramesHeld = 6.0;
 constexpr double kRateReserve = 1.25;
 constexpr double kSlowestFps = 24.0;
 
+// Infinity and NaN less themselves are NaN.
 bool is_finite(const _sample_data_s& sample) {
-    return std::isfinite(sample.data[0]) && std::isfinite(sample.data[1]) &&
-           std::isfinite(sample.data[2]);
+    const double* rate = sample.data;
+    const double none = (rate[0] - rate[0]) + (rate[1] - rate[1]) + (rate[2] - rate[2]);
+    return none == 0.0;
 }
 
 }  // namespace
@@ -41,38 +43,53 @@ void GyroHandler::integrate_gyro(const is_sample_array& samples, bool is_still) 
     const BiasEstimatorSingleton& estimator = BiasEstimatorSingleton::instance(nullptr);
     const Vec3<double> bias = {estimator.bias[0], estimator.bias[1], estimator.bias[2]};
     const RingBuffer<_sample_data_s>& orientations = MultiSensorDataBuffer::samples();
-    _sample_data_s last = last_sample();
-    for (uint32_t i = 0; i < samples.num_elements; ++i) {
-        const _sample_data_s& sample = samples.samples[i];
-        if (sample.ts <= last.ts) {
+    const _sample_data_s* previous = orientations.is_empty() ? nullptr : &orientations.newest();
+    const _sample_data_s* newest = nullptr;
+    uint64_t last_ts = last_sample().ts;
+    Vec3<double> rate = {last_sample().data[0], last_sample().data[1], last_sample().data[2]};
+    const AxisMap axes = axis_map();
+    const _sample_data_s* const end = samples.samples + samples.num_elements;
+    for (const _sample_data_s* sample = samples.samples; sample != end; ++sample) {
+        if (sample->ts <= last_ts) {
             continue;
         }
-        if (!is_finite(sample)) {
-            EIS_ERR("IS0017", "%s: Invalid (NaN) sample at index: %u. sample is ignored", kName, i);
+        if (!is_finite(*sample)) {
+            EIS_ERR("IS0017", "%s: Invalid (NaN) sample at index: %u. sample is ignored", kName,
+                    static_cast<uint32_t>(sample - samples.samples));
             continue;
         }
-        const Vec3<double> rate_before = {last.data[0], last.data[1], last.data[2]};
-        last = sample;
-        rotate(last);
-        if (is_still) {
-            std::fill_n(last.data, 4, 0.0);
-        } else {
-            for (uint32_t axis = 0; axis < kNumAxes; ++axis) {
-                last.data[axis] -= bias[axis];
-            }
+        newest = sample;
+        last_ts = sample->ts;
+        const Vec3<double> rate_before = rate;
+        rate = is_still ? Vec3<double>{} : axes.turned(sample->data) - bias;
+        Vec3<double> angles;
+        if (previous != nullptr) {
+            const double dt_us = static_cast<uint32_t>(last_ts - previous->ts);
+            const Vec3<double> twice = (rate_before + rate) * dt_us;
+            angles = {previous->data[0] + twice.x / 2000000.0,
+                      previous->data[1] + twice.y / 2000000.0,
+                      previous->data[2] + twice.z / 2000000.0};
         }
-        _sample_data_s angles = {{}, sample.ts};
-        if (!orientations.is_empty()) {
-            const _sample_data_s& previous = orientations.newest();
-            const double dt_us = static_cast<uint32_t>(sample.ts - previous.ts);
-            for (uint32_t axis = 0; axis < kNumAxes; ++axis) {
-                angles.data[axis] =
-                    previous.data[axis] + (rate_before[axis] + last.data[axis]) * dt_us / 2000000.0;
-            }
+        _sample_data_s* slot = push_slot(0);
+        previous = slot;
+        if (slot != nullptr) {
+            slot->data[0] = angles.x;
+            slot->data[1] = angles.y;
+            slot->data[2] = angles.z;
+            std::fill_n(slot->data + 3, 3, 0.0);
+            slot->ts = last_ts;
         }
-        push(angles, 0);
     }
-    set_last_sample(last);
+    if (newest != nullptr) {
+        _sample_data_s last = *newest;
+        last.data[0] = rate.x;
+        last.data[1] = rate.y;
+        last.data[2] = rate.z;
+        if (is_still) {
+            last.data[3] = 0.0;
+        }
+        set_last_sample(last);
+    }
 }
 
 void GyroHandler::reset() {

@@ -30,10 +30,16 @@ class MultiSensorDataBuffer {
 
     /// Store a sample of `sensor`.
     void push(const _sample_data_s& sample, uint32_t sensor) {
+        if (_sample_data_s* slot = push_slot(sensor); slot != nullptr) {
+            *slot = sample;
+        }
+    }
+    /// The same, but give the slot, which still holds what was in it; NULL without memory.
+    _sample_data_s* push_slot(uint32_t sensor) {
         if (_runs != nullptr) {
             push_run(sensor);
         }
-        _samples.push(sample);
+        return _samples.push_slot();
     }
     void clear();
 

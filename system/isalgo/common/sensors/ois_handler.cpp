@@ -27,30 +27,22 @@ uint32_t buffer_capacity(const OISInitInfo& info) {
     return std::max(cut_to_u32(capacity), kLeastCapacity);
 }
 
-template <int XIndex, int XSign, int YSign>
-void map_axes(_sample_data_s& sample) {
-    const double x = sample.data[XIndex];
-    const double y = sample.data[1 - XIndex];
-    sample.data[0] = XSign > 0 ? x : -x;
-    sample.data[1] = YSign > 0 ? y : -y;
-}
-
 struct LensAxesRow {
     int32_t axis_x;
     int32_t axis_y;
-    RotateFunction map;
+    AxisMap map;
 };
 
 // clang-format off
 constexpr LensAxesRow kLensAxes[] = {
-    { 1,  2, map_axes<0,  1,  1>},
-    { 1, -2, map_axes<0,  1, -1>},
-    {-1,  2, map_axes<0, -1,  1>},
-    {-1, -2, map_axes<0, -1, -1>},
-    { 2,  1, map_axes<1,  1,  1>},
-    { 2, -1, map_axes<1,  1, -1>},
-    {-2,  1, map_axes<1, -1,  1>},
-    {-2, -1, map_axes<1, -1, -1>},
+    { 1,  2, {{0, 1, 2}, { 1.0,  1.0, 1.0}}},
+    { 1, -2, {{0, 1, 2}, { 1.0, -1.0, 1.0}}},
+    {-1,  2, {{0, 1, 2}, {-1.0,  1.0, 1.0}}},
+    {-1, -2, {{0, 1, 2}, {-1.0, -1.0, 1.0}}},
+    { 2,  1, {{1, 0, 2}, { 1.0,  1.0, 1.0}}},
+    { 2, -1, {{1, 0, 2}, { 1.0, -1.0, 1.0}}},
+    {-2,  1, {{1, 0, 2}, {-1.0,  1.0, 1.0}}},
+    {-2, -1, {{1, 0, 2}, {-1.0, -1.0, 1.0}}},
 };
 // clang-format on
 
@@ -63,7 +55,7 @@ OISInitInfo::OISInitInfo(const is_init_common_data& common_data,
     buffer_size = buffer_capacity(*this);
 }
 
-RotateFunction lens_axes(int32_t axis_x, int32_t axis_y, uint32_t& status) {
+const AxisMap& lens_axes(int32_t axis_x, int32_t axis_y, uint32_t& status) {
     for (const LensAxesRow& row : kLensAxes) {
         if (row.axis_x == axis_x && row.axis_y == axis_y) {
             return row.map;
@@ -72,7 +64,7 @@ RotateFunction lens_axes(int32_t axis_x, int32_t axis_y, uint32_t& status) {
     // The third axis follows from the two and is always named 3.
     EIS_ERR("IS0003", "Invalid ois_orientation_axis: %d, %d, %d", axis_x, axis_y, 3);
     status = EIS_ERROR_INVALID_INPUT;
-    return keep_axes;
+    return kSameAxes;
 }
 
 OISHandler::OISHandler(const OISInitInfo& info, uint32_t max_half, uint32_t& status)
@@ -111,9 +103,9 @@ void OISHandler::update_rotate_axes(const OISInitInfo& info, uint32_t& status) {
                                top.lens_pos_orientation_axis_y != 0 ||
                                top.lens_pos_orientation_axis_z != 0;
         // The device's mount angle says nothing about a lens that moves in its own module.
-        handler(sensor)->set_rotate(is_mapped ? lens_axes(top.lens_pos_orientation_axis_x,
-                                                          top.lens_pos_orientation_axis_y, status)
-                                              : keep_axes);
+        handler(sensor)->set_axis_map(is_mapped ? lens_axes(top.lens_pos_orientation_axis_x,
+                                                            top.lens_pos_orientation_axis_y, status)
+                                                : kSameAxes);
     }
 }
 

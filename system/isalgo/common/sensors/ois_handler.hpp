@@ -30,11 +30,11 @@ class OISInitInfo final : public MultiSensorInitInfo {
     }
 };
 
-/// Choose the function that takes raw lens-shift axes to the picture's.
+/// Choose the mapping that takes raw lens-shift axes to the picture's.
 ///
 /// @param axis_x,axis_y 1, -1, 2 or -2: which raw axis, with which sign, feeds x and y.
 /// @param status set to EIS_ERROR_INVALID_INPUT if there is no such mapping.
-RotateFunction lens_axes(int32_t axis_x, int32_t axis_y, uint32_t& status);
+const AxisMap& lens_axes(int32_t axis_x, int32_t axis_y, uint32_t& status);
 
 class OISHandler : public MultiSensorDataHandler, public MultiSensorDataBuffer {
   public:

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <span>
 
 #include "base/eis_log.hpp"
 #include "base/numeric.hpp"
@@ -21,35 +22,24 @@ constexpr uint32_t kAverageCheckMask = 63;
 constexpr uint32_t kFrequencyHistory = 16;
 constexpr uint32_t kLeastMaxFrequency = 1000;
 
-// data[Index] with a sign, for each of the three camera axes.
-template <int XIndex, int XSign, int YIndex, int YSign, int ZSign>
-void rotate_axes(_sample_data_s& sample) {
-    const double x = sample.data[XIndex];
-    const double y = sample.data[YIndex];
-    const double z = sample.data[2];
-    sample.data[0] = XSign > 0 ? x : -x;
-    sample.data[1] = YSign > 0 ? y : -y;
-    sample.data[2] = ZSign > 0 ? z : -z;
-}
-
 struct RotateRow {
     uint32_t sensor_mount_angle;
-    RotateFunction rotate;
+    AxisMap axes;
 };
 
 // clang-format off
 constexpr RotateRow kRearRows[] = {
-    //     new x   new y   new z
-    {  0, rotate_axes<0, -1,  1,  1,  -1>},
-    { 90, rotate_axes<1, -1,  0, -1,  -1>},
-    {180, rotate_axes<0,  1,  1, -1,  -1>},
-    {270, rotate_axes<1,  1,  0,  1,  -1>},
+    //     from        sign
+    {  0, {{0, 1, 2}, {-1.0,  1.0, -1.0}}},
+    { 90, {{1, 0, 2}, {-1.0, -1.0, -1.0}}},
+    {180, {{0, 1, 2}, { 1.0, -1.0, -1.0}}},
+    {270, {{1, 0, 2}, { 1.0,  1.0, -1.0}}},
 };
 constexpr RotateRow kFrontRows[] = {
-    {  0, rotate_axes<0, -1,  1, -1,   1>},
-    { 90, rotate_axes<1, -1,  0,  1,   1>},
-    {180, rotate_axes<0,  1,  1,  1,   1>},
-    {270, rotate_axes<1,  1,  0, -1,   1>},
+    {  0, {{0, 1, 2}, {-1.0, -1.0,  1.0}}},
+    { 90, {{1, 0, 2}, {-1.0,  1.0,  1.0}}},
+    {180, {{0, 1, 2}, { 1.0,  1.0,  1.0}}},
+    {270, {{1, 0, 2}, { 1.0, -1.0,  1.0}}},
 };
 // clang-format on
 
@@ -57,9 +47,26 @@ bool have_equal_words(const _sample_data_s& a, const _sample_data_s& b) {
     return std::memcmp(&a, &b, sizeof a) == 0;
 }
 
-}  // namespace
+float us_between(const _sample_data_s& earlier, const _sample_data_s& later) {
+    return static_cast<float>(later.ts - earlier.ts);
+}
 
-void keep_axes(_sample_data_s&) {}
+bool has_loss_between(const _sample_data_s& earlier, const _sample_data_s& later, float period) {
+    return std::fabs(us_between(earlier, later) - period) / period > 1.2f;
+}
+
+// Whether nothing is to be said of a batch's times: none is 0, all rise, and nothing is lost.
+bool are_evenly_spaced(const is_sample_array& samples, float period) {
+    const _sample_data_s* earlier = samples.samples;
+    const _sample_data_s* const last = earlier + samples.num_elements - 1;
+    bool is_even = earlier->ts != 0;
+    for (; is_even && earlier != last; ++earlier) {
+        is_even = earlier[1].ts > earlier->ts && !has_loss_between(*earlier, earlier[1], period);
+    }
+    return is_even;
+}
+
+}  // namespace
 
 void estimate_frequency(const is_sample_array& samples, const char* name, float& frequency) {
     frequency = 0.0f;
@@ -68,13 +75,14 @@ void estimate_frequency(const is_sample_array& samples, const char* name, float&
     }
     uint32_t count = 0;
     uint64_t sum_us = 0;
-    for (uint32_t i = 1; i < samples.num_elements; ++i) {
-        const uint64_t before = samples.samples[i - 1].ts;
-        const uint64_t now = samples.samples[i].ts;
-        if (now > before) {
+    uint64_t before = samples.samples->ts;
+    for (const _sample_data_s& sample :
+         std::span(samples.samples, samples.num_elements).subspan(1)) {
+        if (sample.ts > before) {
             ++count;
-            sum_us += now - before;
+            sum_us += sample.ts - before;
         }
+        before = sample.ts;
     }
     if (samples.num_elements == 1 || sum_us == 0) {
         EIS_ERR("IS0003",
@@ -138,7 +146,7 @@ void SensorDataHandler::update_rotate(uint32_t sensor_mount_angle, uint32_t came
     }
     for (const RotateRow& row : camera_position == 0 ? kRearRows : kFrontRows) {
         if (row.sensor_mount_angle == sensor_mount_angle) {
-            _rotate = row.rotate;
+            _axis_map = &row.axes;
             return;
         }
     }
@@ -244,6 +252,9 @@ bool SensorDataHandler::is_valid_frame_time(const is_sample_array& samples,
 
 bool SensorDataHandler::is_vaild_samples(const is_sample_array& samples, uint32_t frame_id) const {
     const float period = period_us();
+    if (are_evenly_spaced(samples, period)) {
+        return true;
+    }
     for (uint32_t i = 0; i < samples.num_elements; ++i) {
         if (samples.samples[i].ts == 0) {
             // Says gyro for every stream.
@@ -257,17 +268,14 @@ bool SensorDataHandler::is_vaild_samples(const is_sample_array& samples, uint32_
     for (uint32_t i = 1; i < samples.num_elements; ++i) {
         const _sample_data_s& earlier = samples.samples[i - 1];
         const _sample_data_s& later = samples.samples[i];
-        if (!check_time_rises(earlier, later, _name, frame_id)) {
-            continue;
-        }
-        const float delta = static_cast<float>(later.ts - earlier.ts);
-        if (std::fabs(delta - period) / period > 1.2f) {
+        if (check_time_rises(earlier, later, _name, frame_id) &&
+            has_loss_between(earlier, later, period)) {
             EIS_ERR("IS0526",
                     "%s: frame_id %u: Invalid samples spacing: %lu, %lu, %.2fHz ; Loss of %u[us] "
                     "of data, estimated %d missing samples",
                     _name, frame_id, earlier.ts, later.ts, static_cast<double>(_average_frequency),
                     static_cast<uint32_t>(later.ts - earlier.ts),
-                    cut_to_i32(static_cast<double>(delta / period)) - 1);
+                    cut_to_i32(static_cast<double>(us_between(earlier, later) / period)) - 1);
         }
     }
     return true;

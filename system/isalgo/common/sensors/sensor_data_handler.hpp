@@ -6,16 +6,11 @@
 #include <cstdint>
 
 #include "base/ring_buffer.hpp"
+#include "sensors/axis_map.hpp"
 #include "sensors/sensor_init_info.hpp"
 #include "steadywarp/eis.h"
 
 namespace steadywarp {
-
-/// Maps a sample from the device's axes to the camera's, in place; touches `data[0..2]` only.
-using RotateFunction = void (*)(_sample_data_s& sample);
-
-/// Leaves a sample as it is.
-void keep_axes(_sample_data_s& sample);
 
 /// Mean sample rate over the pairs of a batch whose time rises.
 ///
@@ -63,10 +58,11 @@ class SensorDataHandler {
     const _sample_data_s& last_sample() const { return _last_sample; }
     void set_last_sample(const _sample_data_s& sample) { _last_sample = sample; }
 
-    void rotate(_sample_data_s& sample) const { _rotate(sample); }
-    /// Use another mapping than that of the device.
-    void set_rotate(RotateFunction mapping) { _rotate = mapping; }
-    RotateFunction rotate_function() const { return _rotate; }
+    /// From the device's axes to the camera's.
+    const AxisMap& axis_map() const { return *_axis_map; }
+    /// Use another mapping than that of the device; it must live on.
+    void set_axis_map(const AxisMap& mapping) { _axis_map = &mapping; }
+    void rotate(_sample_data_s& sample) const { _axis_map->rotate(sample); }
 
     /// Choose the rotation by the axis table in eis.h.
     void update_rotate(uint32_t sensor_mount_angle, uint32_t camera_position, uint32_t& status);
@@ -87,7 +83,7 @@ class SensorDataHandler {
     float _requested_frequency;
     is_time_interval _requested{};
     _sample_data_s _last_sample{};
-    RotateFunction _rotate = keep_axes;
+    const AxisMap* _axis_map = &kSameAxes;
 };
 
 /// Log a pair of neighbours whose time falls, or stands, with equal or other data.
