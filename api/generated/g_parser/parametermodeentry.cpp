@@ -23,15 +23,6 @@ void ModeEntry::Initialize(uint32_t id, const ModeUnion& mode, ModeEntry** link,
     m_resident = resident;
 }
 
-// Chains that do not end were cut when the tree was built.
-ModeEntry* ModeEntry::Resolve() {
-    ModeEntry* entry = this;
-    while (entry->m_link != nullptr && *entry->m_link != nullptr) {
-        entry = *entry->m_link;
-    }
-    return entry;
-}
-
 bool ModeEntry::AddMode(ModeEntry* child) {
     const StepKey key(child->m_mode);
     if (m_children.Find(key) == nullptr && m_children.Add(m_pool, key, child) == nullptr) {
@@ -42,11 +33,6 @@ bool ModeEntry::AddMode(ModeEntry* child) {
     (m_lastChild != nullptr ? m_lastChild->m_nextSibling : m_firstChild) = child;
     m_lastChild = child;
     return true;
-}
-
-ModeEntry* ModeEntry::FindMode(TuningMode const* step) {
-    Child const* child = Resolve()->m_children.Find(StepKey(*step));
-    return child != nullptr ? child->entry : nullptr;
 }
 
 ModeEntry* ModeEntry::Search(TuningMode const* steps, unsigned int count, unsigned int index,
@@ -121,11 +107,6 @@ bool ModeEntry::GetModePath(char* path, unsigned int size) const {
 
 ParameterModule* ModeEntry::FindModule(std::string const* name) {
     return FindModule(ParameterTypeKey(name->c_str()));
-}
-
-ParameterModule* ModeEntry::FindModule(ParameterTypeKey const& key) {
-    ModuleReference const* found = Resolve()->m_modules.Find(key);
-    return found != nullptr ? found->module : nullptr;
 }
 
 bool ModeEntry::AddModule(ParameterModule* module) {

@@ -202,7 +202,7 @@ bool ParameterModule::GetInfo(char const*, PList<ParameterParserInfo>&) {
     return false;
 }
 
-void ParameterModule::DropHolder() const {
+void ParameterModule::DropOneHolder() const {
     DropOne(m_holders);
 }
 

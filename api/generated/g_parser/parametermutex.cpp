@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <pthread.h>
-
 #include <chrono>
 #include <new>
 
@@ -26,14 +24,9 @@ constexpr std::chrono::milliseconds kLongestWait{1};
 ParameterMutex::ParameterMutex(IParameterLoggingAPI* logger, bool mostlyRead)
     : m_writersFence(mostlyRead && platform::CanFenceAllThreads()), m_logger(logger) {}
 
-ParameterMutex::Thread ParameterMutex::Self() {
-    return static_cast<Thread>(pthread_self());
-}
-
 // Slots are never given up, so a thread's own one always comes before the first free one.
-ParameterMutex::ReaderSlot* ParameterMutex::SlotOf(Thread self) {
-    constexpr uint64_t kOdd = 0x9E3779B97F4A7C15;  // the golden ratio's digits
-    const size_t first = (uint64_t{self} * kOdd) >> 32;
+ParameterMutex::ReaderSlot* ParameterMutex::SearchSlots(Thread self) {
+    const size_t first = FirstSlot(self);
     for (size_t i = 0; i < kSlots; ++i) {
         ReaderSlot& slot = m_slots[(first + i) % kSlots];
         Thread owner = slot.owner.load(std::memory_order_relaxed);
@@ -42,11 +35,6 @@ ParameterMutex::ReaderSlot* ParameterMutex::SlotOf(Thread self) {
         }
     }
     return nullptr;
-}
-
-bool ParameterMutex::OthersWrite(Thread self) const {
-    const Thread writer = m_writer;
-    return writer != 0 && writer != self;
 }
 
 bool ParameterMutex::OthersHaveSlots(Thread self) const {
@@ -66,36 +54,6 @@ bool ParameterMutex::OthersRead(Thread self) const {
         }
     }
     return m_readCounts.size() > m_readCounts.count(self);
-}
-
-void ParameterMutex::Lock(bool shared) {
-    shared ? LockShared(Self()) : LockExclusive(Self());
-}
-
-void ParameterMutex::Unlock(bool shared) {
-    shared ? UnlockShared(Self()) : UnlockExclusive(Self());
-}
-
-void ParameterMutex::LockShared(Thread self) {
-    ReaderSlot* slot = SlotOf(self);
-    if (slot != nullptr) {
-        const uint32_t held = slot->count.load(std::memory_order_relaxed);
-        if (held > 0 || m_writer.load(std::memory_order_relaxed) == self) {
-            slot->count.store(held + 1, std::memory_order_relaxed);  // nobody else can write now
-            return;
-        }
-        if (m_writersFence) {
-            slot->count.store(1, std::memory_order_relaxed);
-            std::atomic_signal_fence(std::memory_order_seq_cst);
-        } else {
-            slot->count.store(1);
-        }
-        if (m_writer.load() == 0) {
-            return;
-        }
-        slot->count.store(0);
-    }
-    LockSharedSlowly(self, slot);
 }
 
 void ParameterMutex::LockSharedSlowly(Thread self, ReaderSlot* slot) {
@@ -155,14 +113,7 @@ void ParameterMutex::LockExclusive(Thread self) {
     ++m_writeCount;
 }
 
-void ParameterMutex::UnlockShared(Thread self) {
-    ReaderSlot* slot = SlotOf(self);
-    const uint32_t held = slot != nullptr ? slot->count.load(std::memory_order_relaxed) : 0;
-    if (held > 1 || (held == 1 && m_waiting.load(std::memory_order_relaxed) == 0)) {
-        // With this the last user may destroy the lock, so nothing is touched behind it.
-        slot->count.store(held - 1, std::memory_order_release);
-        return;
-    }
+void ParameterMutex::UnlockSharedSlowly(Thread self, ReaderSlot* slot, uint32_t held) {
     const std::lock_guard<std::mutex> lock(m_mutex);
     if (held == 1) {
         slot->count = 0;

@@ -129,14 +129,14 @@ void ParameterSetManager::DeleteDefaultModules() {
 
 // ---- Getting and releasing modules ----
 
-void ParameterSetManager::LogUnusualBranch(char const* name, TuningMode const* branch,
+void ParameterSetManager::LogUnusualLookUp(char const* name, TuningMode const* branch,
                                            unsigned int count) {
     if (branch == nullptr && count != 0) {
         PARAMETER_LOG_WARNING(this,
                               "GetModule(%s) called with modeBranch == null and modeCount = %d, "
                               "will return default mode module data\n",
                               name, static_cast<int>(count));
-    } else if (count != 0 && (branch[0].mode != 0 || branch[0].subMode != 0)) {
+    } else if (count != 0 && !branch[0].IsDefault()) {
         char path[128];
         GetPathFromModeBranch(branch, count, path, sizeof path);
         PARAMETER_LOG_WARNING(this,
@@ -156,10 +156,30 @@ void ParameterSetManager::LogUnusualBranch(char const* name, TuningMode const* b
     }
 }
 
-bool ParameterSetManager::EnsureLoaded(ParameterModule* module) {
-    if (module->IsLoaded()) {
-        return true;
-    }
+void ParameterSetManager::LogNotInRoot(char const* name, TuningMode const* branch,
+                                       unsigned int count) {
+    char path[128] = "";
+    GetPathFromModeBranch(branch, count, path, sizeof path);
+    PARAMETER_LOG_WARNING(this,
+                          "GetModule %s module not found in default scenario (%s), mode path: %s\n",
+                          name, GetLogName(), path);
+}
+
+void ParameterSetManager::LogSkipped(char const* name, ModeEntry const* entry) {
+    char path[128] = "";
+    entry->GetModePath(path, sizeof path);
+    PARAMETER_LOG_ERROR(this, "Failed to load module %s, path: %s, skipping\n", name, path);
+}
+
+void ParameterSetManager::LogNothingLoaded(char const* name, TuningMode const* branch,
+                                           unsigned int count) {
+    char path[128] = "";
+    GetPathFromModeBranch(branch, count, path, sizeof path);
+    PARAMETER_LOG_ERROR(this, "GetModule %s failed to find a loaded module in %s, returning null\n",
+                        name, path);
+}
+
+bool ParameterSetManager::LoadModule(ParameterModule* module) {
     const ParameterScopedLock modules(m_moduleLock, false);
     if (!module->LoadModule(m_symbolTable)) {
         return false;
@@ -175,39 +195,31 @@ bool ParameterSetManager::EnsureLoaded(ParameterModule* module) {
 ParameterModule* ParameterSetManager::SelectModule(char const* name, TuningMode const* branch,
                                                    unsigned int count) {
     const ParameterTypeKey key(name);
-    ParameterModule* result = m_rootMode->FindModule(key);
-    if (result != nullptr) {
-        EnsureLoaded(result);
-    } else {
-        char path[128] = "";
-        GetPathFromModeBranch(branch, count, path, sizeof path);
-        PARAMETER_LOG_WARNING(
-            this, "GetModule %s module not found in default scenario (%s), mode path: %s\n", name,
-            GetLogName(), path);
+    ModeEntry* entry = m_rootMode->Resolve();
+    ParameterModule* result = entry->FindOwnModule(key);
+    if (result == nullptr) {
+        LogNotInRoot(name, branch, count);
+    } else if (!EnsureLoaded(result)) {
+        result = nullptr;
     }
-    ModeEntry* entry = m_rootMode;
     for (unsigned int index = 1; branch != nullptr && index < count;) {
-        entry = NextMode(entry, branch, count, &index);
-        if (entry == nullptr) {
+        ModeEntry* next = NextMode(entry, branch, count, &index);
+        if (next == nullptr) {
             break;
         }
-        ParameterModule* module = entry->FindModule(key);
-        if (module != nullptr && EnsureLoaded(module)) {
+        entry = next->Resolve();
+        ParameterModule* module = entry->FindOwnModule(key);
+        if (module == nullptr) {
+            continue;
+        }
+        if (EnsureLoaded(module)) {
             result = module;
-        } else if (module != nullptr) {
-            char path[128] = "";
-            entry->GetModePath(path, sizeof path);
-            PARAMETER_LOG_ERROR(this, "Failed to load module %s, path: %s, skipping\n", name, path);
+        } else {
+            LogSkipped(name, next);
         }
     }
-    if (result == nullptr || !result->IsLoaded()) {
-        char path[128] = "";
-        GetPathFromModeBranch(branch, count, path, sizeof path);
-        PARAMETER_LOG_ERROR(this,
-                            "GetModule %s failed to find a loaded module in %s, returning "
-                            "null\n",
-                            name, path);
-        return nullptr;
+    if (result == nullptr) {
+        LogNothingLoaded(name, branch, count);
     }
     return result;
 }
@@ -225,32 +237,54 @@ void ParameterSetManager::ReferenceResult(ParameterModule* module) {
     data->Mode->AddReference(module);
 }
 
+// A look-up where all is loaded, as it stands in the path of a stream's set-up.
 ParameterModule* ParameterSetManager::GetModule(char const* name, TuningMode const* branch,
                                                 unsigned int count, ParameterModule* previous) {
-    ReadAccess access;
+    {
+        const ParameterScopedLock tree(m_treeLock, true);
+        if (name != nullptr && m_rootMode != nullptr && !InFileMode()) {
+            ParameterModule* result = LookUp(name, branch, count);
+            if (previous != nullptr) {
+                // Counted in file mode, if at all; a reload, which would count it anew, waits for
+                // the tree.
+                previous->DropHolder();
+            }
+            return result;
+        }
+    }
+    return GetModuleOnDemand(name, branch, count, previous);
+}
+
+ParameterModule* ParameterSetManager::GetModuleOnDemand(char const* name, TuningMode const* branch,
+                                                        unsigned int count,
+                                                        ParameterModule* previous) {
     if (name == nullptr) {
         SetError("GetModule called with nullptr module name");
         ReleaseModule(previous);
         return nullptr;
     }
-    LoadAndLock(access, branch, count, name);
+    ReadAccess access = {{m_treeLock, true}, {}};
+    LoadPath(access, branch, count, name);
     if (m_rootMode == nullptr) {
         PARAMETER_LOG_ERROR(this, "GetModule %s called with no binary loaded\n", name);
         ReleaseModule(previous);
         return nullptr;
     }
-    LogUnusualBranch(name, branch, count);
-    ParameterModule* result = SelectModule(name, branch, count);
-    if (InFileMode()) {
-        if (result != nullptr) {
-            ReferenceResult(result);
-        }
-        ReleaseModule(previous);
-    } else if (previous != nullptr) {
-        // Counted in file mode, if at all; a reload, which would count it anew, waits for the tree.
-        previous->DropHolder();
+    ParameterModule* result = LookUp(name, branch, count);
+    if (result != nullptr && InFileMode()) {
+        ReferenceResult(result);
     }
+    ReleaseModule(previous);
     return result;
+}
+
+ParameterModule* ParameterSetManager::LookUp(char const* name, TuningMode const* branch,
+                                             unsigned int count) {
+    const bool usual = count == 0 || (branch != nullptr && branch[0].IsDefault());
+    if (!usual || m_defaultModules.Empty()) {
+        LogUnusualLookUp(name, branch, count);
+    }
+    return SelectModule(name, branch, count);
 }
 
 void ParameterSetManager::ReleaseModule(ParameterModule const* module) {

@@ -168,13 +168,9 @@ bool ParameterSetManager::ReloadIfStill(uint64_t generation) {
 // second time, behind which nothing is tried any more. A reader gives up both locks before it asks
 // for the tree alone, so that no two readers wait for each other.
 // @return whether the whole path is loaded; the locks are held in either case, in file mode both.
-bool ParameterSetManager::LoadAndLock(ReadAccess& access, TuningMode const* branch,
-                                      unsigned int count, char const* name) {
-    for (int reloads = 0;; ++reloads) {
-        access.tree.emplace(m_treeLock, true);
-        if (m_rootMode == nullptr || m_symbolTable == nullptr || !InFileMode()) {
-            return false;
-        }
+bool ParameterSetManager::LoadPath(ReadAccess& access, TuningMode const* branch, unsigned int count,
+                                   char const* name) {
+    for (int reloads = 0; LoadsOnDemand(); ++reloads) {
         access.modules.emplace(m_moduleLock, false);
         if (reloads == kMaxReloads) {
             return false;
@@ -184,15 +180,16 @@ bool ParameterSetManager::LoadAndLock(ReadAccess& access, TuningMode const* bran
         }
         const uint64_t generation = m_generation;
         access.modules.reset();
-        access.tree.reset();
+        access.tree.Unlock();
         ReloadIfStill(generation);
+        access.tree.Lock();
     }
+    return false;
 }
 
 bool ParameterSetManager::LoadMode(TuningMode const* branch, unsigned int count,
                                    char const* moduleName) {
-    ReadAccess access;
-    access.tree.emplace(m_treeLock, true);
+    ReadAccess access = {{m_treeLock, true}, {}};
     if (m_rootMode == nullptr) {
         SetError("LoadMode called with no binary file loaded");
         return false;
@@ -201,8 +198,7 @@ bool ParameterSetManager::LoadMode(TuningMode const* branch, unsigned int count,
         SetError("LoadMode is not valid in buffer mode");
         return false;
     }
-    access.tree.reset();
-    return LoadAndLock(access, branch, count, moduleName);
+    return LoadPath(access, branch, count, moduleName);
 }
 
 bool ParameterSetManager::UnloadMode(TuningMode const* branch, unsigned int count) {

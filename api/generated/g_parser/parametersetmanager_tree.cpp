@@ -216,17 +216,6 @@ void ParameterSetManager::CutEndlessLinks() {
     }
 }
 
-ModeEntry* ParameterSetManager::NextMode(ModeEntry* at, TuningMode const* branch,
-                                         unsigned int count, unsigned int* index) {
-    const unsigned int first = *index;
-    unsigned int end = first + 1;
-    while (end < count && branch[end].mode == branch[first].mode) {
-        ++end;
-    }
-    *index = end;
-    return at->FindMode(branch + first, end - first, 0);
-}
-
 ModeEntry* ParameterSetManager::FindEntry(TuningMode const* branch, unsigned int count) {
     ModeEntry* entry = m_rootMode;
     for (unsigned int index = 1; entry != nullptr && branch != nullptr && index < count;) {

@@ -235,8 +235,8 @@ bool ParameterSetManager::WithModule(TuningMode const* branch, unsigned int coun
     char name[kMaxName];
     const unsigned int length = ParameterUtils::GetSubString(module, '.', name, sizeof name);
     char const* path = module[length] == '.' ? module + length + 1 : "";
-    ReadAccess access;
-    LoadAndLock(access, branch, count, name);
+    ReadAccess access = {{m_treeLock, true}, {}};
+    LoadPath(access, branch, count, name);
     ParameterModule* found = m_rootMode != nullptr ? SelectModule(name, branch, count) : nullptr;
     if (found == nullptr) {
         return false;

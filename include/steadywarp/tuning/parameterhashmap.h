@@ -28,11 +28,8 @@ class ParameterHashMap {
     /// @return NULL if there is none.
     template <typename Key>
     Entry* Find(Key const& key) const {
-        if (m_count == 0) {
-            return nullptr;
-        }
         const uint32_t hash = key.Hash();
-        for (uint32_t slot = hash & Mask(); m_index[slot] != 0; slot = (slot + 1) & Mask()) {
+        for (uint32_t slot = hash & m_mask; m_index[slot] != 0; slot = (slot + 1) & m_mask) {
             Entry& entry = m_entries[m_index[slot] - 1];
             if (entry.hash == hash && key.Matches(entry)) {
                 return &entry;
@@ -55,19 +52,15 @@ class ParameterHashMap {
     }
 
   private:
-    // The index has two slots for each entry: numbers of entries from 1, 0 for none.
     static constexpr uint32_t kFirstCapacity = 4;
+    // The index of a map without entries, which is never written.
+    static inline uint32_t s_none = 0;
 
-    uint32_t Mask() const { return 2 * m_capacity - 1; }
-    void ClearIndex() {
-        for (uint32_t slot = 0; slot < 2 * m_capacity; ++slot) {
-            m_index[slot] = 0;
-        }
-    }
+    void ClearIndex() { std::memset(m_index, 0, 2 * m_capacity * sizeof *m_index); }
     void EnterInIndex(uint32_t number) {
-        uint32_t slot = m_entries[number - 1].hash & Mask();
+        uint32_t slot = m_entries[number - 1].hash & m_mask;
         while (m_index[slot] != 0) {
-            slot = (slot + 1) & Mask();
+            slot = (slot + 1) & m_mask;
         }
         m_index[slot] = number;
     }
@@ -84,6 +77,7 @@ class ParameterHashMap {
         m_entries = entries;
         m_index = reinterpret_cast<uint32_t*>(entries + capacity);
         m_capacity = capacity;
+        m_mask = 2 * capacity - 1;
         ClearIndex();
         for (uint32_t number = 1; number <= m_count; ++number) {
             EnterInIndex(number);
@@ -92,7 +86,8 @@ class ParameterHashMap {
     }
 
     Entry* m_entries = nullptr;
-    uint32_t* m_index = nullptr;
+    uint32_t* m_index = &s_none;  // two slots for each entry: its number from 1, or 0
+    uint32_t m_mask = 0;          // of the slots
     uint32_t m_count = 0;
     uint32_t m_capacity = 0;
 };

@@ -145,7 +145,11 @@ class STEADYWARP_API ParameterModule {
     /// The mode that counts the references of an instance ends before an instance that is out of
     /// use; from then on it counts those that are left itself. Called by the set manager.
     void AddHolders(uint32_t holders) const { m_holders += holders; }
-    void DropHolder() const;
+    void DropHolder() const {
+        if (m_holders > 0) {
+            DropOneHolder();
+        }
+    }
     uint32_t GetHolders() const { return m_holders; }
     /// @}
 
@@ -165,6 +169,7 @@ class STEADYWARP_API ParameterModule {
   private:
     friend class DefaultModule;
 
+    void DropOneHolder() const;
     static void* Place(void* room, bool pooled);
     static void Free(void* module);
 

@@ -57,7 +57,10 @@ class STEADYWARP_API ModeEntry {
     /// @return false if memory is exhausted. A path of more than 127 characters is none.
     bool MakePath();
     /// Find the first child with this mode and sub-mode, in file order. @return NULL if none.
-    ModeEntry* FindMode(TuningMode const* step);
+    ModeEntry* FindMode(TuningMode const* step) {
+        Child const* child = Resolve()->m_children.Find(StepKey(*step));
+        return child != nullptr ? child->entry : nullptr;
+    }
     /// Find a chain of descendants that matches `count - index` of the steps, in any order.
     ModeEntry* FindMode(TuningMode const* steps, unsigned int count, unsigned int index);
     /// Write the numeric path from the root. @return false, with an empty text, if it does not fit.
@@ -68,7 +71,9 @@ class STEADYWARP_API ModeEntry {
     /// @{
     /// Find a module by its type name. @return NULL if there is none.
     ParameterModule* FindModule(std::string const* name);
-    ParameterModule* FindModule(ParameterTypeKey const& key);
+    ParameterModule* FindModule(ParameterTypeKey const& key) {
+        return Resolve()->FindOwnModule(key);
+    }
     /// @}
     /// Take a module under its type name. @return false if memory is exhausted.
     bool AddModule(ParameterModule* module);
@@ -111,17 +116,28 @@ class STEADYWARP_API ModeEntry {
         explicit StepKey(ModeUnion const& mode)
             : m_step(uint32_t{mode.mode} << 16 | mode.subMode) {}
         explicit StepKey(TuningMode const& step) : m_step(step.mode << 16 | step.subMode) {}
+        // One to one, so that equal hashes tell equal steps.
         uint32_t Hash() const { return m_step ^ m_step >> 16; }
-        bool Matches(Child const& child) const {
-            return StepKey(child.entry->m_mode).m_step == m_step;
-        }
+        bool Matches(Child const&) const { return true; }
 
       private:
         uint32_t m_step;
     };
     using Modules = ParameterHashMap<ModuleReference>;
 
-    ModeEntry* Resolve();
+    // Chains that do not end were cut when the tree was built.
+    ModeEntry* Resolve() {
+        ModeEntry* entry = this;
+        while (entry->m_link != nullptr && *entry->m_link != nullptr) {
+            entry = *entry->m_link;
+        }
+        return entry;
+    }
+    // As FindModule(), in this very mode.
+    ParameterModule* FindOwnModule(ParameterTypeKey const& key) const {
+        ModuleReference const* found = m_modules.Find(key);
+        return found != nullptr ? found->module : nullptr;
+    }
     ModeEntry* Search(TuningMode const* steps, unsigned int count, unsigned int index,
                       unsigned int* budget);
 
@@ -323,7 +339,7 @@ class STEADYWARP_API ParameterSetManager : public IModeTable, public IParameterD
     struct LoadRequest;
     // The locks under which a module is looked up and read.
     struct ReadAccess {
-        std::optional<ParameterScopedLock> tree;
+        ParameterScopedLock tree;
         std::optional<ParameterScopedLock> modules;  // first to go
     };
     using CTValues = PList<ParameterCTValue>;
@@ -364,8 +380,18 @@ class STEADYWARP_API ParameterSetManager : public IModeTable, public IParameterD
     bool CheckModeRecord(const ModeRecord& record);
     bool PlaceMode(const ModeRecord& record);
     void CutEndlessLinks();
+    // Follow the run of steps at `*index` that are of one mode; `*index` ends up behind them.
     static ModeEntry* NextMode(ModeEntry* at, TuningMode const* branch, unsigned int count,
-                               unsigned int* index);
+                               unsigned int* index) {
+        const unsigned int first = *index;
+        unsigned int end = first + 1;
+        while (end < count && branch[end].mode == branch[first].mode) {
+            ++end;
+        }
+        *index = end;
+        return end == first + 1 ? at->FindMode(branch + first)
+                                : at->FindMode(branch + first, end - first, 0);
+    }
     ModeEntry* FindEntry(TuningMode const* branch, unsigned int count);
 
     // Modes on demand.
@@ -376,13 +402,21 @@ class STEADYWARP_API ParameterSetManager : public IModeTable, public IParameterD
     void ForgetMode(ModeEntry const* entry);
     void TrimLoadedModes(const LoadRequest& request);
     bool LoadModeInternal(TuningMode const* branch, unsigned int count, char const* name);
-    bool LoadAndLock(ReadAccess& access, TuningMode const* branch, unsigned int count,
-                     char const* name);
+    bool LoadsOnDemand() const { return m_rootMode != nullptr && InFileMode(); }
+    bool LoadPath(ReadAccess& access, TuningMode const* branch, unsigned int count,
+                  char const* name);
     bool ReloadIfStill(uint64_t generation);
     ParameterModule* SelectModule(char const* name, TuningMode const* branch, unsigned int count);
-    bool EnsureLoaded(ParameterModule* module);
+    bool EnsureLoaded(ParameterModule* module) { return module->IsLoaded() || LoadModule(module); }
+    bool LoadModule(ParameterModule* module);
     void ReferenceResult(ParameterModule* module);
-    void LogUnusualBranch(char const* name, TuningMode const* branch, unsigned int count);
+    ParameterModule* LookUp(char const* name, TuningMode const* branch, unsigned int count);
+    ParameterModule* GetModuleOnDemand(char const* name, TuningMode const* branch,
+                                       unsigned int count, ParameterModule* previous);
+    void LogUnusualLookUp(char const* name, TuningMode const* branch, unsigned int count);
+    void LogNotInRoot(char const* name, TuningMode const* branch, unsigned int count);
+    void LogSkipped(char const* name, ModeEntry const* entry);
+    void LogNothingLoaded(char const* name, TuningMode const* branch, unsigned int count);
     template <typename Operation>
     bool WithModule(TuningMode const* branch, unsigned int count, char const* module, bool writes,
                     Operation operation);

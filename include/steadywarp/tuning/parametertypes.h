@@ -87,6 +87,8 @@ struct TuningMode {
     uint32_t mode = 0;  ///< a ModeType; only the low 16 bits are compared
     uint16_t subMode = 0;
     uint16_t reserved = 0;
+
+    constexpr bool IsDefault() const { return mode == 0 && subMode == 0; }
 };
 static_assert(sizeof(TuningMode) == 8);
 

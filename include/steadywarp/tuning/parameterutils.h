@@ -7,6 +7,7 @@
 /// Sums of offsets and lengths are made in 64 bits, so that none wraps.
 #pragma once
 
+#include <pthread.h>
 #include <sys/stat.h>
 
 #include <array>
@@ -94,9 +95,9 @@ class STEADYWARP_API ParameterMutex {
     ParameterMutex& operator=(const ParameterMutex&) = delete;
 
     /// Wait for the lock. @param shared as a reader, else as the writer.
-    void Lock(bool shared);
+    void Lock(bool shared) { shared ? LockShared(Self()) : LockExclusive(Self()); }
     /// Undo one Lock() of the same mode; one that the thread does not hold changes nothing.
-    void Unlock(bool shared);
+    void Unlock(bool shared) { shared ? UnlockShared(Self()) : UnlockExclusive(Self()); }
 
   private:
     using Thread = uintptr_t;  // 0 for none
@@ -107,15 +108,43 @@ class STEADYWARP_API ParameterMutex {
     };
     static constexpr size_t kSlots = 16;
 
-    static Thread Self();
-    ReaderSlot* SlotOf(Thread self);
-    void LockShared(Thread self);
+    static Thread Self() { return static_cast<Thread>(pthread_self()); }
+    static size_t FirstSlot(Thread self) {
+        constexpr uint64_t kOdd = 0x9E3779B97F4A7C15;  // the golden ratio's digits
+        return (uint64_t{self} * kOdd >> 32) % kSlots;
+    }
+    // The thread's own slot, or NULL if there is none left for it.
+    ReaderSlot* SlotOf(Thread self) {
+        ReaderSlot& first = m_slots[FirstSlot(self)];
+        return first.owner.load(std::memory_order_relaxed) == self ? &first : SearchSlots(self);
+    }
+    ReaderSlot* SearchSlots(Thread self);
+    void LockShared(Thread self) {
+        ReaderSlot* slot = SlotOf(self);
+        if (slot == nullptr || !TryToRead(*slot, self)) {
+            LockSharedSlowly(self, slot);
+        }
+    }
+    bool TryToRead(ReaderSlot& slot, Thread self);
     void LockSharedSlowly(Thread self, ReaderSlot* slot);
     void LockExclusive(Thread self);
-    void UnlockShared(Thread self);
+    void UnlockShared(Thread self) {
+        ReaderSlot* slot = SlotOf(self);
+        const uint32_t held = slot != nullptr ? slot->count.load(std::memory_order_relaxed) : 0;
+        if (held > 1 || (held == 1 && m_waiting.load(std::memory_order_relaxed) == 0)) {
+            // With this the last user may destroy the lock, so nothing is touched behind it.
+            slot->count.store(held - 1, std::memory_order_release);
+        } else {
+            UnlockSharedSlowly(self, slot, held);
+        }
+    }
+    void UnlockSharedSlowly(Thread self, ReaderSlot* slot, uint32_t held);
     void UnlockExclusive(Thread self);
     bool TryToWrite(Thread self);
-    bool OthersWrite(Thread self) const;
+    bool OthersWrite(Thread self) const {
+        const Thread writer = m_writer;
+        return writer != 0 && writer != self;
+    }
     bool OthersHaveSlots(Thread self) const;
     bool OthersRead(Thread self) const;
 
@@ -130,18 +159,41 @@ class STEADYWARP_API ParameterMutex {
     IParameterLoggingAPI* m_logger;
 };
 
+inline bool ParameterMutex::TryToRead(ReaderSlot& slot, Thread self) {
+    const uint32_t held = slot.count.load(std::memory_order_relaxed);
+    if (held > 0) {
+        slot.count.store(held + 1, std::memory_order_relaxed);  // nobody else can write now
+        return true;
+    }
+    if (m_writersFence) {
+        slot.count.store(1, std::memory_order_relaxed);
+        std::atomic_signal_fence(std::memory_order_seq_cst);
+    } else {
+        slot.count.store(1);
+    }
+    if (!OthersWrite(self)) {
+        return true;
+    }
+    slot.count.store(0);
+    return false;
+}
+
 /// Holds a ParameterMutex until the end of a scope.
 class ParameterScopedLock {
   public:
     /// Locks; see ParameterMutex::Lock().
     ParameterScopedLock(ParameterMutex& mutex, bool shared) : m_mutex(&mutex), m_shared(shared) {
-        m_mutex->Lock(m_shared);
-        m_held = true;
+        Lock();
     }
     ~ParameterScopedLock() { Unlock(); }
     ParameterScopedLock(const ParameterScopedLock&) = delete;
     ParameterScopedLock& operator=(const ParameterScopedLock&) = delete;
 
+    /// Take the lock again after it was given up.
+    void Lock() {
+        m_mutex->Lock(m_shared);
+        m_held = true;
+    }
     /// Give the lock up early; once is enough.
     void Unlock() {
         if (m_held) {
