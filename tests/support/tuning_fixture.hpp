@@ -23,8 +23,8 @@ class SampleModule : public ParameterModule {
   public:
     static constexpr VersionUnion kVersion{1, 2, 3};
 
-    /// Objects that were made and not deleted.
-    static inline std::atomic<int> live{0};
+    /// Objects that this thread made, less those that it deleted.
+    static inline thread_local int live = 0;
 
     SampleModule(char const* name, ModuleData* data) : ParameterModule(name, kVersion, data) {
         ++live;

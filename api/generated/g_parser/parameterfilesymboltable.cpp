@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "steadywarp/tuning/parameterfilesymboltable.h"
 
+#include <algorithm>
 #include <new>
 #include <optional>
 
@@ -63,11 +64,12 @@ unsigned int ParameterFileSymbolTable::GetModeEntrySize(unsigned char alignment)
 }
 
 void ParameterFileSymbolTable::FreeEntryData() {
-    m_modules.entries.reset();
-    m_data.entries.reset();
+    m_modules.records = nullptr;
+    m_data.records = nullptr;
 }
 
 void ParameterFileSymbolTable::FreeLookupData() {
+    FreeEntryData();
     m_modules.lookup.reset();
     m_data.lookup.reset();
     m_image = nullptr;
@@ -112,9 +114,8 @@ bool ParameterFileSymbolTable::SizeTable(Table& table, uint32_t size, uint32_t e
 
 bool ParameterFileSymbolTable::AllocateTable(Table& table) {
     const size_t slots = size_t{table.count} + 1;
-    table.entries.reset(new (std::nothrow) KeptEntry[slots]());
     table.lookup.reset(new (std::nothrow) EntryData[slots]());
-    if (table.entries == nullptr || table.lookup == nullptr) {
+    if (table.lookup == nullptr) {
         PARAMETER_LOG_ERROR(Logger(), "Failed to allocate entry/lookup tables\n");
         return false;
     }
@@ -166,10 +167,11 @@ bool ParameterFileSymbolTable::Load(unsigned char const* buffer, unsigned int le
 bool ParameterFileSymbolTable::LoadTable(unsigned char const* buffer, bool isModule,
                                          uint32_t offset, uint32_t size) {
     char const* name = isModule ? "symbol" : "data";
-    const Table& table = isModule ? m_modules : m_data;
+    Table& table = isModule ? m_modules : m_data;
     if (table.count == 0) {
         return true;
     }
+    table.layout = ParameterRecordLayout(m_version, m_alignment, isModule);
     Bytes fromFile;
     TableImage image = {nullptr, size};
     if (m_file != nullptr) {
@@ -184,6 +186,7 @@ bool ParameterFileSymbolTable::LoadTable(unsigned char const* buffer, bool isMod
         image.bytes = fromFile.get();
     } else {
         image.bytes = buffer + offset;
+        table.records = image.bytes;
     }
     if (!ReadTable(image, isModule)) {
         PARAMETER_LOG_ERROR(Logger(), "Failed to read %s table from binary file\n", name);
@@ -195,33 +198,34 @@ bool ParameterFileSymbolTable::LoadTable(unsigned char const* buffer, bool isMod
 bool ParameterFileSymbolTable::ReadTable(const TableImage& image, bool isModule) {
     Table& table = isModule ? m_modules : m_data;
     const size_t slots = size_t{table.count} + 1;
-    Gathered gathered;
-    gathered.duplicates.reset(new (std::nothrow) uint32_t[slots]());
-    if (gathered.duplicates == nullptr) {
+    Duplicates duplicates;
+    duplicates.counts.reset(new (std::nothrow) uint32_t[slots]());
+    if (duplicates.counts == nullptr) {
         PARAMETER_LOG_ERROR(Logger(), "Failed to allocate space for duplicates variable\n");
         return true;
     }
-    if (isModule) {
-        gathered.modules.reset(new (std::nothrow) ModuleData*[slots]());
-        if (gathered.modules == nullptr) {
-            PARAMETER_LOG_ERROR(Logger(), "Failed to allocate module data list\n");
-            return false;
-        }
+    if (isModule && !m_moduleData.Resize(table.count)) {
+        PARAMETER_LOG_ERROR(Logger(), "Failed to allocate module data list\n");
+        return false;
     }
+    bool good = true;
     unsigned int pos = 0;
-    for (uint32_t turn = 0; turn < table.count; ++turn) {
-        if (!ReadRecord(image, isModule, &pos, gathered)) {
-            return false;
-        }
+    for (uint32_t turn = 0; good && turn < table.count; ++turn) {
+        good = ReadRecord(image, isModule, &pos, duplicates);
     }
-    NumberGroups(table, gathered.duplicates.get());
-    return !isModule || CollectModuleData(table, gathered.modules.get());
+    if (isModule) {
+        CloseModuleList();
+    }
+    if (good) {
+        NumberGroups(table, duplicates);
+    }
+    return good;
 }
 
 // One turn of the pass. A record whose ID is out of range keeps the position where it is, so that
 // the turns that are left meet it again.
 bool ParameterFileSymbolTable::ReadRecord(const TableImage& image, bool isModule, unsigned int* pos,
-                                          Gathered& gathered) {
+                                          Duplicates& duplicates) {
     Table& table = isModule ? m_modules : m_data;
     uint32_t id = 0;
     if (uint64_t{*pos} + sizeof id > image.length) {
@@ -236,52 +240,49 @@ bool ParameterFileSymbolTable::ReadRecord(const TableImage& image, bool isModule
     }
     EntryData& lookup = table.lookup[id];
     lookup.pos = *pos;
-    SymbolRecord record;
-    ReadSymbolRecord({m_version, m_alignment, isModule}, image.bytes, image.length, pos, Logger(),
-                     record);
-    CheckDuplicate(record, isModule);
+    const SymbolRecord record =
+        ReadSymbolRecord(table.layout, image.bytes, image.length, pos, Logger());
+    CheckDuplicate(record.duplicateId, isModule);
     lookup.duplicateGroup = record.duplicateId;
     if (record.duplicateId != 0 && record.duplicateId <= table.count) {
-        ++gathered.duplicates[record.duplicateId];
+        duplicates.any = ++duplicates.counts[record.duplicateId] > 1 || duplicates.any;
     }
-    KeptEntry kept = {nullptr, 0, record.duplicateId};
     uint64_t start = 0;
-    if (m_image != nullptr && record.dataSize > 0 && LocatePayload(record, m_dataOffset, &start)) {
-        kept.data = m_image + start;
-        kept.size = record.dataSize;
+    if (m_image != nullptr && record.dataSize > 0) {
+        // To report one that is none.
+        LocatePayload(record.dataOffset, record.dataSize, m_dataOffset, &start);
     }
-    table.entries[id] = kept;
-    return !isModule || KeepModuleData(record, &gathered.modules[id]);
+    return !isModule || KeepModuleData(record);
 }
 
-void ParameterFileSymbolTable::CheckDuplicate(SymbolRecord const& record, bool isModule) const {
+void ParameterFileSymbolTable::CheckDuplicate(uint32_t duplicateId, bool isModule) const {
     const bool inModules = isModule || m_dataIsModule;
     const uint32_t count = inModules ? m_modules.count : m_data.count;
-    if (record.duplicateId > count) {
+    if (duplicateId > count) {
         PARAMETER_LOG_ERROR(
             Logger(), "Invalid DuplicateID value %u, should be less than %s table count: %u\n",
-            record.duplicateId, inModules ? "module" : "data", count);
+            duplicateId, inModules ? "module" : "data", count);
     }
 }
 
 // A payload that does not lie whole inside the file is none: its reads fail like those of an
 // empty one.
-bool ParameterFileSymbolTable::LocatePayload(SymbolRecord const& record, uint32_t dataOffset,
+bool ParameterFileSymbolTable::LocatePayload(uint32_t offset, uint32_t size, uint32_t dataOffset,
                                              uint64_t* start) const {
-    *start = uint64_t{dataOffset} + record.dataOffset;
-    if (*start + record.dataSize <= m_fileLength) {
+    *start = uint64_t{dataOffset} + offset;
+    if (*start + size <= m_fileLength) {
         return true;
     }
-    PARAMETER_LOG_ERROR(Logger(),
-                        "Failed to read %lld bytes from binary file offset %d, length %d\n",
-                        static_cast<long long>(record.dataSize), static_cast<int>(*start),
-                        static_cast<int>(m_fileLength));
+    PARAMETER_LOG_ERROR(
+        Logger(), "Failed to read %lld bytes from binary file offset %d, length %d\n",
+        static_cast<long long>(size), static_cast<int>(*start), static_cast<int>(m_fileLength));
     return false;
 }
 
 // The last record of an ID counts, also if it has no mode.
-bool ParameterFileSymbolTable::KeepModuleData(SymbolRecord const& record, ModuleData** kept) {
-    *kept = nullptr;
+bool ParameterFileSymbolTable::KeepModuleData(SymbolRecord record) {
+    ModuleData*& kept = m_moduleData[record.id - 1];
+    kept = nullptr;
     if (record.modeId == SymbolRecord::kNoMode) {
         return true;
     }
@@ -290,12 +291,20 @@ bool ParameterFileSymbolTable::KeepModuleData(SymbolRecord const& record, Module
         PARAMETER_LOG_ERROR(Logger(), "Failed to allocate ModuleData\n");
         return false;
     }
-    *kept = new (room) ModuleData(record.id, record.duplicateId, m_modeTable, record.name,
-                                  record.version, record.modeId, m_owner, this);
+    kept = new (room) ModuleData(record.id, record.duplicateId, m_modeTable, record.name,
+                                 record.version, record.modeId, m_owner, this);
     return true;
 }
 
-void ParameterFileSymbolTable::NumberGroups(Table& table, uint32_t* counters) {
+void ParameterFileSymbolTable::NumberGroups(Table& table, Duplicates& duplicates) {
+    table.groupCount = 1;
+    if (!duplicates.any) {
+        for (uint32_t id = 1; id <= table.count; ++id) {
+            table.lookup[id].duplicateGroup = 0;
+        }
+        return;
+    }
+    uint32_t* counters = duplicates.counts.get();
     uint32_t groups = 0;
     for (uint32_t id = 1; id <= table.count; ++id) {
         counters[id] = counters[id] > 1 ? ++groups : 0;
@@ -305,26 +314,35 @@ void ParameterFileSymbolTable::NumberGroups(Table& table, uint32_t* counters) {
         group = group <= table.count ? counters[group] : 0;
     }
     table.groupCount = groups + 1;
-    if (groups > 0) {
-        // Without memory for the groups nothing is shared, and nothing else is lost.
-        table.groups.reset(new (std::nothrow) PList<DupObjInfo*>[table.groupCount]);
-    }
+    // Without memory for the groups nothing is shared, and nothing else is lost.
+    table.groups.reset(new (std::nothrow) PList<DupObjInfo*>[table.groupCount]);
 }
 
-bool ParameterFileSymbolTable::CollectModuleData(Table& table, ModuleData* const* modules) {
-    if (!m_moduleData.Reserve(table.count)) {
-        PARAMETER_LOG_ERROR(Logger(), "Failed to allocate module data list\n");
-        return false;
-    }
-    for (uint32_t id = 1; id <= table.count; ++id) {
-        if (modules[id] != nullptr) {
-            m_moduleData.Add(modules[id]);
-        }
-    }
-    return true;
+// Let those follow each other that stand in the list by their IDs.
+void ParameterFileSymbolTable::CloseModuleList() {
+    ModuleData** end = std::remove(m_moduleData.begin(), m_moduleData.end(), nullptr);
+    m_moduleData.Resize(static_cast<uint32_t>(end - m_moduleData.begin()));
 }
 
 // ---- Finding ----
+
+// An ID without a record leads to position 0, where another one's lies; it has no payload, nor has
+// one whose payload does not lie inside the file.
+inline void ParameterFileSymbolTable::FindInImage(ParameterFileSymbolTableEntry& entry,
+                                                  Table const& table, uint32_t id) {
+    ParameterRecordLayout const& layout = table.layout;
+    unsigned char const* record = table.records + table.lookup[id].pos;
+    if (RecordField<uint32_t>(record, 0) != id) {
+        entry.PointAt(this, id, 0, nullptr, 0);
+        return;
+    }
+    const auto size = RecordField<uint32_t>(record, layout.dataSize);
+    const uint64_t start =
+        uint64_t{m_dataOffset} + RecordField<uint32_t>(record, layout.dataOffset);
+    const bool there = size > 0 && start + size <= m_fileLength;
+    entry.PointAt(this, id, RecordField<uint32_t>(record, layout.duplicateId),
+                  there ? m_image + start : nullptr, there ? size : 0);
+}
 
 bool ParameterFileSymbolTable::Find(ParameterFileSymbolTableEntry& entry, unsigned int id,
                                     bool isModule) {
@@ -334,9 +352,8 @@ bool ParameterFileSymbolTable::Find(ParameterFileSymbolTableEntry& entry, unsign
                             static_cast<int>(id), static_cast<int>(table.count));
         return false;
     }
-    if (table.entries != nullptr) {
-        KeptEntry const& kept = table.entries[id];
-        entry.PointAt(this, id, kept.duplicateId, kept.data, kept.size);
+    if (table.records != nullptr) [[likely]] {
+        FindInImage(entry, table, id);
         return true;
     }
     return m_file != nullptr && table.lookup != nullptr && FindInFile(entry, table, id, isModule);
@@ -384,10 +401,14 @@ void* ParameterFileSymbolTable::AllocateObject(size_t size) {
     return object != nullptr ? std::memset(object, 0, size) : nullptr;
 }
 
-void ParameterFileSymbolTable::FreeObject(void* object) {
-    if (!IsPooled()) {
-        std::free(object);
+char* ParameterFileSymbolTable::AllocateText(unsigned char const* text, size_t length) {
+    void* room = IsPooled() ? m_pool.Allocate(length + 1) : std::malloc(length + 1);
+    auto* copy = static_cast<char*>(room);
+    if (copy != nullptr) {
+        std::memcpy(copy, text, length);
+        copy[length] = '\0';
     }
+    return copy;
 }
 
 bool DupObjInfo::Release() {
@@ -416,13 +437,9 @@ DupObjInfo* ParameterFileSymbolTable::SearchGroup(PList<DupObjInfo*>& group, uns
     return nullptr;
 }
 
-DupObjInfo* ParameterFileSymbolTable::GetDupObject(bool isModule, unsigned int id,
-                                                   unsigned int count, char const* file,
-                                                   unsigned int line) {
+DupObjInfo* ParameterFileSymbolTable::FindShared(bool isModule, unsigned int id, unsigned int count,
+                                                 char const* file, unsigned int line) {
     Table& table = Select(isModule);
-    if (StandsAlone(table, id)) {
-        return nullptr;
-    }
     if (table.lookup == nullptr || id > table.count) {
         PARAMETER_LOG_ERROR(Logger(),
                             "GetDupObject called with invalid values, This: %p, IsModule: %d, ID: "
@@ -490,13 +507,10 @@ DupObjInfo* ParameterFileSymbolTable::ShareObject(PList<DupObjInfo*>& group, voi
     return info;
 }
 
-DupObjInfo* ParameterFileSymbolTable::SetDupObject(bool isModule, unsigned int id, void* object,
-                                                   unsigned int count, char const* file,
-                                                   unsigned int line) {
+DupObjInfo* ParameterFileSymbolTable::Share(bool isModule, unsigned int id, void* object,
+                                            unsigned int count, char const* file,
+                                            unsigned int line) {
     Table& table = Select(isModule);
-    if (StandsAlone(table, id)) {
-        return nullptr;
-    }
     if (table.lookup == nullptr || id > table.count) {
         PARAMETER_LOG_ERROR(Logger(),
                             "SetDupObject called with invalid values, This: %p, IsModule: %d, ID: "
@@ -543,13 +557,7 @@ DupObjInfo* ParameterFileSymbolTable::SetDupObject(bool isModule, unsigned int i
     return info;
 }
 
-bool ParameterFileSymbolTable::ReleaseDupObject(void* object) {
-    if (object == nullptr) {
-        return false;
-    }
-    if (m_modules.groups == nullptr && m_data.groups == nullptr) {
-        return true;  // the file has no equal payloads, so nothing was ever shared
-    }
+bool ParameterFileSymbolTable::ReleaseShared(void* object) {
     const ParameterScopedLock lock(m_lock, false);
     const auto entry = m_objects.find(object);
     if (entry == m_objects.end()) {

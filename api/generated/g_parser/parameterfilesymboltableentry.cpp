@@ -1,30 +1,24 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "steadywarp/tuning/parameterfilesymboltableentry.h"
 
+#include <memory>
+#include <new>
+
 #include "parameterlogging.hpp"
 #include "steadywarp/tuning/parameterfilesymboltable.h"
 #include "steadywarp/tuning/parametersetmanager.h"
 #include "symbolrecord.hpp"
 
-void ParameterFileSymbolTableEntry::Init(ParameterFileSymbolTable* table) {
-    PointAt(table, 0, 0, nullptr, 0);
-}
+namespace {
 
-void ParameterFileSymbolTableEntry::PointAt(ParameterFileSymbolTable* table, uint32_t id,
-                                            uint32_t duplicateId, unsigned char const* data,
-                                            uint32_t size) {
-    FreePayload();
-    m_moduleData.reset();
-    m_table = table;
-    m_setManager = table != nullptr ? table->m_owner : nullptr;
-    m_id = id;
-    m_duplicateId = duplicateId;
-    m_data = data;
-    m_size = size;
-}
+struct FreeDeleter {
+    void operator()(unsigned char* bytes) const { std::free(bytes); }
+};
+
+}  // namespace
 
 IParameterLoggingAPI* ParameterFileSymbolTableEntry::GetLogger() const {
-    return m_setManager;
+    return m_table != nullptr ? m_table->Logger() : nullptr;
 }
 
 bool ParameterFileSymbolTableEntry::FetchPayload(ParameterBinaryFile* file,
@@ -35,7 +29,7 @@ bool ParameterFileSymbolTableEntry::FetchPayload(ParameterBinaryFile* file,
         return true;
     }
     uint64_t start = 0;
-    if (!m_table->LocatePayload(record, dataOffset, &start)) {
+    if (!m_table->LocatePayload(record.dataOffset, record.dataSize, dataOffset, &start)) {
         return false;
     }
     if (file != nullptr) {
@@ -59,9 +53,10 @@ bool ParameterFileSymbolTableEntry::Load(unsigned char const* buffer, char const
     if (m_table == nullptr || pos == nullptr) {
         return false;
     }
-    const SymbolRecordFormat format = {m_table->m_version, alignment, isModule};
+    const ParameterRecordLayout layout(m_table->m_version, alignment, isModule);
     SymbolRecord record;
-    bool good = false;
+    record.whole = false;
+    std::unique_ptr<unsigned char, FreeDeleter> fromFile;  // the record's name lies there
     if (file != nullptr) {
         const bool inDataTable = !isModule && m_table->m_dataTableOffset != 0;
         const uint64_t start =
@@ -70,36 +65,36 @@ bool ParameterFileSymbolTableEntry::Load(unsigned char const* buffer, char const
         // A short record at the very end of the file is read as far as the file goes.
         const auto size = static_cast<unsigned int>(
             std::min<uint64_t>(m_table->GetSymbolEntrySize(alignment), left));
-        unsigned char* bytes =
-            size > 0 ? file->Read(static_cast<unsigned int>(start), size) : nullptr;
+        fromFile.reset(size > 0 ? file->Read(static_cast<unsigned int>(start), size) : nullptr);
         unsigned int consumed = 0;
-        good = bytes != nullptr &&
-               ReadSymbolRecord(format, bytes, size, &consumed, m_setManager, record);
-        std::free(bytes);
+        if (fromFile != nullptr) {
+            record = ReadSymbolRecord(layout, fromFile.get(), size, &consumed, GetLogger());
+        }
         *pos += consumed;
     } else {
-        good = ReadSymbolRecord(format, buffer, length, pos, m_setManager, record);
+        record = ReadSymbolRecord(layout, buffer, length, pos, GetLogger());
     }
     m_id = record.id;
     m_duplicateId = record.duplicateId;
-    m_table->CheckDuplicate(record, isModule);
+    m_table->CheckDuplicate(record.duplicateId, isModule);
     if (isModule && record.modeId != SymbolRecord::kNoMode) {
-        m_moduleData.emplace(m_id, m_duplicateId, modeTable, record.name, record.version,
-                             record.modeId, m_setManager, m_table);
+        m_moduleData =
+            new (m_room) ModuleData(m_id, m_duplicateId, modeTable, record.name, record.version,
+                                    record.modeId, m_table->m_owner, m_table);
     }
-    return FetchPayload(file, record, dataOffset) && good;
+    return FetchPayload(file, record, dataOffset) && record.whole;
 }
 
 void ParameterFileSymbolTableEntry::ReportShortRead(size_t size) const {
     PARAMETER_LOG_ERROR(
-        m_setManager, "Failed to read %lld bytes from binary file offset %d, length %d\n",
+        GetLogger(), "Failed to read %lld bytes from binary file offset %d, length %d\n",
         static_cast<long long>(size), static_cast<int>(m_pos), static_cast<int>(m_size));
 }
 
 bool ParameterFileSymbolTableEntry::ReadBuffer(void* value, unsigned int count,
                                                unsigned char alignment) {
     return ParameterUtils::ReadBuffer(static_cast<unsigned char*>(value), m_data, m_size, &m_pos,
-                                      count, alignment, m_setManager);
+                                      count, alignment, GetLogger());
 }
 
 unsigned int ParameterFileSymbolTableEntry::ReadEnum(bool* ok, unsigned char alignment) {
@@ -120,17 +115,15 @@ bool ParameterFileSymbolTableEntry::ReadString(char** value, unsigned int count,
         m_pos = static_cast<uint32_t>(std::min<uint64_t>(uint64_t{m_pos} + count, UINT32_MAX));
         return true;
     }
-    const unsigned int room = ParameterUtils::TextLength(m_data, m_size, m_pos, count) + 1;
-    *value = m_table != nullptr && m_data != nullptr
-                 ? static_cast<char*>(m_table->AllocateObject(room))
-                 : nullptr;
+    const bool there = m_table != nullptr && m_data != nullptr;
+    const unsigned int length = ParameterUtils::TextLength(m_data, m_size, m_pos, count);
+    *value = there ? m_table->AllocateText(length > 0 ? m_data + m_pos : m_data, length) : nullptr;
     if (*value == nullptr) {
-        PARAMETER_LOG_ERROR(m_setManager, "Failed to read or allocate a string of %u bytes\n",
+        PARAMETER_LOG_ERROR(GetLogger(), "Failed to read or allocate a string of %u bytes\n",
                             count);
         return false;
     }
-    ParameterUtils::ReadString(*value, m_data, m_size, &m_pos, room, count, alignment,
-                               m_setManager);
+    ParameterUtils::Advance(&m_pos, count, alignment);
     SetDupObject(*value, 1, __FILE__, kLocation);
     return true;
 }
@@ -138,13 +131,13 @@ bool ParameterFileSymbolTableEntry::ReadString(char** value, unsigned int count,
 DupObjInfo* ParameterFileSymbolTableEntry::GetDupObject(unsigned int count, char const* file,
                                                         unsigned int line) {
     return m_table != nullptr
-               ? m_table->GetDupObject(m_moduleData.has_value(), m_id, count, file, line)
+               ? m_table->GetDupObject(m_moduleData != nullptr, m_id, count, file, line)
                : nullptr;
 }
 
 DupObjInfo* ParameterFileSymbolTableEntry::SetDupObject(void* object, unsigned int count,
                                                         char const* file, unsigned int line) {
     return m_table != nullptr
-               ? m_table->SetDupObject(m_moduleData.has_value(), m_id, object, count, file, line)
+               ? m_table->SetDupObject(m_moduleData != nullptr, m_id, object, count, file, line)
                : nullptr;
 }

@@ -109,8 +109,7 @@ ParameterModule* ModeEntry::FindModule(std::string const* name) {
     return FindModule(ParameterTypeKey(name->c_str()));
 }
 
-bool ModeEntry::AddModule(ParameterModule* module) {
-    const ParameterTypeKey key(module->GetModuleType());
+bool ModeEntry::AddModule(ParameterModule* module, ParameterTypeKey const& key) {
     ModuleReference* present = m_modules.Find(key);
     if (present != nullptr) {
         present->module = module;

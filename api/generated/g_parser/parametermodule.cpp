@@ -44,6 +44,10 @@ ModuleData::ModuleData(uint32_t id, uint32_t duplicateId, IModeTable* modeTable,
     std::memcpy(Type, type, strnlen(type, sizeof Type - 1));
 }
 
+DefaultModule::DefaultModule(ParameterModule* classObject)
+    : m_classObject(classObject),
+      m_key(classObject != nullptr ? classObject->GetModuleType() : "") {}
+
 DefaultModule::~DefaultModule() {
     while (ParameterModule* module = TakeFirst()) {
         delete module;

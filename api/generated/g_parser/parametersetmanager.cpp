@@ -98,9 +98,8 @@ bool ParameterSetManager::AddDefaultModule(ParameterModule* classObject) {
         delete classObject;
         return false;
     }
-    const ParameterTypeKey key(classObject->GetModuleType());
-    if (m_defaultModules.Find(key) == nullptr &&
-        m_defaultModules.Add(m_catalogueMemory, key, row) != nullptr) {
+    if (m_defaultModules.Find(row->Key()) == nullptr &&
+        m_defaultModules.Add(m_catalogueMemory, row->Key(), row) != nullptr) {
         return true;
     }
     delete row;
@@ -192,36 +191,44 @@ bool ParameterSetManager::LoadModule(ParameterModule* module) {
 }
 
 // The selection itself: the deepest mode on the path that has the module. Under the tree lock.
-ParameterModule* ParameterSetManager::SelectModule(char const* name, TuningMode const* branch,
-                                                   unsigned int count) {
+// Small enough to stand inside of GetModule(), whose cost it is.
+[[gnu::always_inline]] inline ParameterModule* ParameterSetManager::Select(char const* name,
+                                                                           TuningMode const* branch,
+                                                                           unsigned int count) {
     const ParameterTypeKey key(name);
     ModeEntry* entry = m_rootMode->Resolve();
-    ParameterModule* result = entry->FindOwnModule(key);
-    if (result == nullptr) {
+    ParameterModule* result = entry->FindModuleHere(key);
+    if (result == nullptr) [[unlikely]] {
         LogNotInRoot(name, branch, count);
-    } else if (!EnsureLoaded(result)) {
+    } else if (!EnsureLoaded(result)) [[unlikely]] {
         result = nullptr;
     }
-    for (unsigned int index = 1; branch != nullptr && index < count;) {
+    const unsigned int steps = branch != nullptr ? count : 0;
+    for (unsigned int index = 1; index < steps;) {
         ModeEntry* next = NextMode(entry, branch, count, &index);
         if (next == nullptr) {
             break;
         }
         entry = next->Resolve();
-        ParameterModule* module = entry->FindOwnModule(key);
+        ParameterModule* module = entry->FindModuleHere(key);
         if (module == nullptr) {
             continue;
         }
-        if (EnsureLoaded(module)) {
+        if (EnsureLoaded(module)) [[likely]] {
             result = module;
         } else {
             LogSkipped(name, next);
         }
     }
-    if (result == nullptr) {
+    if (result == nullptr) [[unlikely]] {
         LogNothingLoaded(name, branch, count);
     }
     return result;
+}
+
+ParameterModule* ParameterSetManager::SelectModule(char const* name, TuningMode const* branch,
+                                                   unsigned int count) {
+    return Select(name, branch, count);
 }
 
 void ParameterSetManager::ReferenceResult(ParameterModule* module) {
@@ -242,8 +249,9 @@ ParameterModule* ParameterSetManager::GetModule(char const* name, TuningMode con
                                                 unsigned int count, ParameterModule* previous) {
     {
         const ParameterScopedLock tree(m_treeLock, true);
-        if (name != nullptr && m_rootMode != nullptr && !InFileMode()) {
-            ParameterModule* result = LookUp(name, branch, count);
+        if (name != nullptr && m_rootMode != nullptr && !InFileMode()) [[likely]] {
+            CheckLookUp(name, branch, count);
+            ParameterModule* result = Select(name, branch, count);
             if (previous != nullptr) {
                 // Counted in file mode, if at all; a reload, which would count it anew, waits for
                 // the tree.
@@ -270,21 +278,13 @@ ParameterModule* ParameterSetManager::GetModuleOnDemand(char const* name, Tuning
         ReleaseModule(previous);
         return nullptr;
     }
-    ParameterModule* result = LookUp(name, branch, count);
+    CheckLookUp(name, branch, count);
+    ParameterModule* result = SelectModule(name, branch, count);
     if (result != nullptr && InFileMode()) {
         ReferenceResult(result);
     }
     ReleaseModule(previous);
     return result;
-}
-
-ParameterModule* ParameterSetManager::LookUp(char const* name, TuningMode const* branch,
-                                             unsigned int count) {
-    const bool usual = count == 0 || (branch != nullptr && branch[0].IsDefault());
-    if (!usual || m_defaultModules.Empty()) {
-        LogUnusualLookUp(name, branch, count);
-    }
-    return SelectModule(name, branch, count);
 }
 
 void ParameterSetManager::ReleaseModule(ParameterModule const* module) {

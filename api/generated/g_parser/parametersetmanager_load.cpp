@@ -230,14 +230,18 @@ bool ParameterSetManager::LoadSymbolTable(const Image& image, unsigned char alig
 
 bool ParameterSetManager::CreateModules() {
     bool good = true;
+    DefaultModule* row = nullptr;
     for (ModuleData* data : m_symbolTable->GetModuleList()) {
-        good = CreateModule(data) && good;
+        // Records of one type often follow each other.
+        if (row == nullptr || !row->Key().Matches(*data)) {
+            row = GetDefaultModule(data->Type);
+        }
+        good = CreateModule(data, row) && good;
     }
     return good;
 }
 
-bool ParameterSetManager::CreateModule(ModuleData* data) {
-    DefaultModule* defaults = GetDefaultModule(data->Type);
+bool ParameterSetManager::CreateModule(ModuleData* data, DefaultModule* defaults) {
     if (defaults == nullptr) {
         if (!m_quietMissingModules) {
             SetError("Failed to find header module: ", data);
@@ -258,10 +262,11 @@ bool ParameterSetManager::CreateModule(ModuleData* data) {
             m_symbolTable->Pool().Rewind(mark);
         }
     }
-    return AddModule(module, data);
+    return AddModule(module, data, defaults->Key());
 }
 
-bool ParameterSetManager::AddModule(ParameterModule* module, ModuleData* data) {
+bool ParameterSetManager::AddModule(ParameterModule* module, ModuleData* data,
+                                    ParameterTypeKey const& key) {
     if (m_rootMode == nullptr) {
         SetError("AddModule: m_rootMode is nullptr");
         return false;
@@ -284,7 +289,7 @@ bool ParameterSetManager::AddModule(ParameterModule* module, ModuleData* data) {
     if (module->GetData() == data) {
         module->SetMode(entry->m_mode);
     }
-    if (!entry->AddModule(module)) {
+    if (!entry->AddModule(module, key)) {
         SetError("AddModule: out of memory", data);
         return false;
     }

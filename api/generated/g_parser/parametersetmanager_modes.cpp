@@ -144,7 +144,7 @@ bool ParameterSetManager::LoadModeInternal(TuningMode const* branch, unsigned in
     bool good = LoadModules(m_rootMode, true, request);
     ModeEntry* entry = m_rootMode;
     for (unsigned int index = 1; good && branch != nullptr && index < count;) {
-        entry = NextMode(entry, branch, count, &index);
+        entry = NextMode(entry->Resolve(), branch, count, &index);
         if (entry == nullptr) {
             break;
         }

@@ -219,7 +219,7 @@ void ParameterSetManager::CutEndlessLinks() {
 ModeEntry* ParameterSetManager::FindEntry(TuningMode const* branch, unsigned int count) {
     ModeEntry* entry = m_rootMode;
     for (unsigned int index = 1; entry != nullptr && branch != nullptr && index < count;) {
-        entry = NextMode(entry, branch, count, &index);
+        entry = NextMode(entry->Resolve(), branch, count, &index);
     }
     return entry;
 }

@@ -20,15 +20,6 @@ unsigned int Available(unsigned int length, unsigned int pos) {
     return pos < length ? length - pos : 0;
 }
 
-// Positions stop at the largest number instead of wrapping, so that every later read fails.
-void Advance(unsigned int* pos, unsigned int count, unsigned char alignment) {
-    uint64_t next = uint64_t{*pos} + count;
-    if (alignment > 1 && count % alignment != 0) {
-        next += alignment - count % alignment;
-    }
-    *pos = static_cast<unsigned int>(std::min<uint64_t>(next, UINT32_MAX));
-}
-
 // Round a text "123.456..." half up at `decimals` digits behind its point, in place.
 // `digits` has one byte of room in front, which takes the carry.
 void RoundHalfUp(char* digits, unsigned int decimals) {

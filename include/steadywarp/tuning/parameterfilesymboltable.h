@@ -40,6 +40,34 @@ struct ParameterFileVersions {
     }
 };
 
+/// Where the fields of a record lie in a table of the file, in bytes from the record's begin. Its
+/// ID comes first, at 0.
+struct ParameterRecordLayout {
+    static constexpr uint8_t kNameField = 32;
+    static constexpr uint8_t kLongest = 80;  ///< no record is longer, whatever its format
+
+    struct Field {
+        uint8_t at;
+        uint8_t size;
+    };
+
+    ParameterRecordLayout() = default;
+    /// @param ofModule whether it is a record of the symbol table.
+    ParameterRecordLayout(VersionUnion const& fileVersion, unsigned char alignment, bool ofModule);
+
+    bool isModule = false;
+    uint8_t name = 0;  ///< of a symbol record, as are the next two
+    uint8_t version = 0;
+    uint8_t modeId = 0;
+    uint8_t dataOffset = 0;
+    uint8_t dataSize = 0;
+    uint8_t duplicateId = 0;  ///< that of the ID where the format has none
+    uint8_t end = 0;          ///< of the last field
+    uint8_t stride = 0;       ///< from a record to the next
+    uint8_t fieldCount = 0;
+    Field fields[8] = {};  ///< in their order
+};
+
 /// The symbol table and the data table of one load.
 ///
 /// Load() comes first and alone. Find() and ReadPointerEntry() may then run in any thread, as may
@@ -74,13 +102,23 @@ class STEADYWARP_API ParameterFileSymbolTable {
     /// @return NULL if there is none or the payload has no duplicates; the record may hold a NULL
     ///         object, whose users have all gone.
     DupObjInfo* GetDupObject(bool isModule, unsigned int id, unsigned int count, char const* file,
-                             unsigned int line);
+                             unsigned int line) {
+        return StandsAlone(Select(isModule), id) ? nullptr
+                                                 : FindShared(isModule, id, count, file, line);
+    }
     /// Offer an object to the readers of equal payloads. @return NULL if it is not shared.
     DupObjInfo* SetDupObject(bool isModule, unsigned int id, void* object, unsigned int count,
-                             char const* file, unsigned int line);
+                             char const* file, unsigned int line) {
+        return StandsAlone(Select(isModule), id) ? nullptr
+                                                 : Share(isModule, id, object, count, file, line);
+    }
     /// Drop one user of an object. @return true if the caller must free it, by FreeObject() if it
     ///         came from AllocateObject().
-    bool ReleaseDupObject(void* object);
+    bool ReleaseDupObject(void* object) {
+        // Without equal payloads in the file nothing was ever shared.
+        const bool shares = m_modules.groups != nullptr || m_data.groups != nullptr;
+        return object != nullptr && (!shares || ReleaseShared(object));
+    }
 
     /// Tell whether what is read lives as long as this table, as in buffer mode; in file mode it
     /// comes and goes with its mode.
@@ -89,8 +127,14 @@ class STEADYWARP_API ParameterFileSymbolTable {
     ParameterPool& Pool() { return m_pool; }
     /// Room for an object behind a pointer, all zero. @return NULL if memory is exhausted.
     void* AllocateObject(size_t size);
+    /// A copy of `length` characters with a nul behind them, as AllocateObject() gives room.
+    char* AllocateText(unsigned char const* text, size_t length);
     /// Give back an object that AllocateObject() gave; in buffer mode it stays with the table.
-    void FreeObject(void* object);
+    void FreeObject(void* object) {
+        if (!IsPooled()) {
+            std::free(object);
+        }
+    }
 
     /// Change the number of users that want the file open.
     void FileReference(int adjust);
@@ -119,17 +163,10 @@ class STEADYWARP_API ParameterFileSymbolTable {
   private:
     friend class ParameterFileSymbolTableEntry;
 
-    // What Find() gives while the image is at hand.
-    struct KeptEntry {
-        unsigned char const* data;
-        uint32_t size;
-        uint32_t duplicateId;
-    };
     struct EntryData {
         uint32_t duplicateGroup;  // the record's DuplicateID until the groups are numbered
         uint32_t pos;
     };
-    using Entries = std::unique_ptr<KeptEntry[]>;
     using Lookup = std::unique_ptr<EntryData[]>;
     using Groups = std::unique_ptr<PList<DupObjInfo*>[]>;
 
@@ -137,7 +174,8 @@ class STEADYWARP_API ParameterFileSymbolTable {
     struct Table {
         uint32_t count = 0;
         uint32_t groupCount = 0;
-        Entries entries;
+        ParameterRecordLayout layout;
+        unsigned char const* records = nullptr;  // in the caller's image, while that is at hand
         Lookup lookup;
         Groups groups;
     };
@@ -145,10 +183,10 @@ class STEADYWARP_API ParameterFileSymbolTable {
         unsigned char const* bytes;
         unsigned int length;
     };
-    // What is gathered by ID while a table is read.
-    struct Gathered {
-        std::unique_ptr<uint32_t[]> duplicates;  // records of each DuplicateID
-        std::unique_ptr<ModuleData*[]> modules;  // of the symbol table only
+    // How many records have each DuplicateID, and whether any has more than one.
+    struct Duplicates {
+        std::unique_ptr<uint32_t[]> counts;
+        bool any = false;
     };
 
     Table& Select(bool isModule) { return isModule || m_dataIsModule ? m_modules : m_data; }
@@ -162,14 +200,21 @@ class STEADYWARP_API ParameterFileSymbolTable {
     bool AllocateTable(Table& table);
     bool LoadTable(unsigned char const* buffer, bool isModule, uint32_t offset, uint32_t size);
     bool ReadTable(const TableImage& image, bool isModule);
-    bool ReadRecord(const TableImage& image, bool isModule, unsigned int* pos, Gathered& gathered);
-    void CheckDuplicate(SymbolRecord const& record, bool isModule) const;
-    bool LocatePayload(SymbolRecord const& record, uint32_t dataOffset, uint64_t* start) const;
-    bool KeepModuleData(SymbolRecord const& record, ModuleData** kept);
-    void NumberGroups(Table& table, uint32_t* counters);
-    bool CollectModuleData(Table& table, ModuleData* const* modules);
+    bool ReadRecord(const TableImage& image, bool isModule, unsigned int* pos,
+                    Duplicates& duplicates);
+    void CheckDuplicate(uint32_t duplicateId, bool isModule) const;
+    bool LocatePayload(uint32_t offset, uint32_t size, uint32_t dataOffset, uint64_t* start) const;
+    bool KeepModuleData(SymbolRecord record);
+    static void NumberGroups(Table& table, Duplicates& duplicates);
+    void CloseModuleList();
+    void FindInImage(ParameterFileSymbolTableEntry& entry, Table const& table, uint32_t id);
     bool FindInFile(ParameterFileSymbolTableEntry& entry, Table& table, unsigned int id,
                     bool isModule);
+    DupObjInfo* FindShared(bool isModule, unsigned int id, unsigned int count, char const* file,
+                           unsigned int line);
+    DupObjInfo* Share(bool isModule, unsigned int id, void* object, unsigned int count,
+                      char const* file, unsigned int line);
+    bool ReleaseShared(void* object);
     DupObjInfo* SearchGroup(PList<DupObjInfo*>& group, unsigned int count, char const* file,
                             unsigned int line, bool isModule, unsigned int id);
     DupObjInfo* ShareObject(PList<DupObjInfo*>& group, void* object, unsigned int count,

@@ -4,7 +4,6 @@
 #pragma once
 
 #include <algorithm>
-#include <optional>
 
 #include "steadywarp/tuning/parametermodule.h"
 #include "steadywarp/tuning/parameterutils.h"
@@ -15,13 +14,14 @@ struct SymbolRecord;
 /// A cursor over one payload. Not safe for two threads.
 class STEADYWARP_API ParameterFileSymbolTableEntry {
   public:
-    ParameterFileSymbolTableEntry() = default;
+    // Not defaulted, as that would clear the room for the module data in every entry made.
+    ParameterFileSymbolTableEntry() {}
     ~ParameterFileSymbolTableEntry() { FreePayload(); }
     ParameterFileSymbolTableEntry(const ParameterFileSymbolTableEntry&) = delete;
     ParameterFileSymbolTableEntry& operator=(const ParameterFileSymbolTableEntry&) = delete;
 
     /// Attach to a table and forget everything else.
-    void Init(ParameterFileSymbolTable* table);
+    void Init(ParameterFileSymbolTable* table) { PointAt(table, 0, 0, nullptr, 0); }
 
     /// Parse one record of the symbol table or of the data table and find its payload.
     ///
@@ -37,7 +37,16 @@ class STEADYWARP_API ParameterFileSymbolTableEntry {
 
     /// Attach to a payload in memory without owning it, with the position at its begin.
     void PointAt(ParameterFileSymbolTable* table, uint32_t id, uint32_t duplicateId,
-                 unsigned char const* data, uint32_t size);
+                 unsigned char const* data, uint32_t size) {
+        FreePayload();
+        m_moduleData = nullptr;
+        m_table = table;
+        m_id = id;
+        m_duplicateId = duplicateId;
+        m_data = data;
+        m_pos = 0;
+        m_size = size;
+    }
 
     /// Read a number of 4 or 8 bytes; a failed read moves nothing and is logged.
     template <typename T>
@@ -76,7 +85,7 @@ class STEADYWARP_API ParameterFileSymbolTableEntry {
     uint32_t GetPos() const { return m_pos; }
     uint32_t GetSize() const { return m_size; }
     /// What Load() found out of a module record that has a mode; NULL for any other entry.
-    ModuleData const* GetModuleData() const { return m_moduleData ? &*m_moduleData : nullptr; }
+    ModuleData const* GetModuleData() const { return m_moduleData; }
 
   private:
     bool FetchPayload(ParameterBinaryFile* file, SymbolRecord const& record,
@@ -85,20 +94,18 @@ class STEADYWARP_API ParameterFileSymbolTableEntry {
     void FreePayload() {
         if (m_owner != nullptr) {
             std::free(const_cast<unsigned char*>(m_data));
+            m_owner = nullptr;
         }
-        m_data = nullptr;
-        m_owner = nullptr;
-        m_pos = 0;
-        m_size = 0;
     }
 
     ParameterFileSymbolTable* m_table = nullptr;
-    ParameterSetManager* m_setManager = nullptr;
     uint32_t m_id = 0;
     uint32_t m_duplicateId = 0;
     unsigned char const* m_data = nullptr;
     char const* m_owner = nullptr;  // file name if the payload is this entry's own
     uint32_t m_pos = 0;
     uint32_t m_size = 0;
-    std::optional<ModuleData> m_moduleData;
+    ModuleData* m_moduleData = nullptr;  // in the room behind it
+    alignas(ModuleData) unsigned char m_room[sizeof(ModuleData)];
+    static_assert(std::is_trivially_destructible_v<ModuleData>);
 };

@@ -6,7 +6,7 @@
 #include <atomic>
 #include <new>
 
-#include "steadywarp/tuning/parametertypes.h"
+#include "steadywarp/tuning/parametertypekey.h"
 
 class ModeEntry;
 class ParameterFileSymbolTable;
@@ -19,7 +19,8 @@ class STEADYWARP_API ModuleData {
     /// Room for a type name as a record holds it, the nul included.
     static constexpr unsigned int kTypeSize = 33;
 
-    /// @param type a type name as a record holds it; copied, and cut to fit.
+    /// @param type a type name as a record holds it, 32 characters or less with a nul behind them;
+    ///        copied.
     /// @param modeTable finds the mode; may be NULL.
     ModuleData(uint32_t id, uint32_t duplicateId, IModeTable* modeTable, char const* type,
                VersionUnion const& version, uint32_t modeId, ParameterSetManager* setManager,
@@ -30,6 +31,8 @@ class STEADYWARP_API ModuleData {
     /// becomes its first 8, a "-" and its last 23.
     /// @param out receives at most 33 bytes, the nul included.
     static void GetType(char* out, char const* name);
+    /// What ParameterTypeKey compares.
+    char const* TypeName() const { return Type; }
 
     uint32_t ID;
     uint32_t DuplicateID;
@@ -55,13 +58,15 @@ class STEADYWARP_API DefaultModule {
   public:
     /// @param classObject makes the instances; owned from here on. NULL for a row of instances
     ///        that are out of use.
-    explicit DefaultModule(ParameterModule* classObject) : m_classObject(classObject) {}
+    explicit DefaultModule(ParameterModule* classObject);
     /// Deletes the instances, then the class object.
     ~DefaultModule();
     DefaultModule(const DefaultModule&) = delete;
     DefaultModule& operator=(const DefaultModule&) = delete;
 
     ParameterModule* GetClassObject() const { return m_classObject; }
+    /// The type name of the class object, and so of all instances.
+    ParameterTypeKey const& Key() const { return m_key; }
     /// Find the first instance without data, or with this record ID. @return NULL if none.
     ParameterModule* Find(uint32_t id) const;
     /// Append an instance that stands in no row; owned from here on.
@@ -84,6 +89,7 @@ class STEADYWARP_API DefaultModule {
     void Append(ModuleLink* link);
 
     ParameterModule* m_classObject;
+    ParameterTypeKey m_key;
     ModuleLink* m_first = nullptr;
     ModuleLink* m_last = nullptr;
     uint32_t m_highestId = 0;  // no linked record ID is above
@@ -137,7 +143,7 @@ class STEADYWARP_API ParameterModule {
     const VersionUnion& GetVersion() const { return m_version; }
     const ModeUnion& GetMode() const { return m_mode; }
     ModuleData* GetData() const { return m_data; }
-    bool IsLoaded() const { return m_loaded.load(); }
+    bool IsLoaded() const { return m_loaded.load(std::memory_order_acquire); }
     /// Remember the mode that took this module. Called by the set manager.
     void SetMode(const ModeUnion& mode) { m_mode = mode; }
 
@@ -160,11 +166,13 @@ class STEADYWARP_API ParameterModule {
 
     /// Note that the values were read, well or not.
     void MarkLoaded() {
-        m_loaded = true;
-        ++m_loadCounter;
+        // One thread at a time, under the locks: nothing to be locked out by the count itself.
+        m_loadCounter.store(m_loadCounter.load(std::memory_order_relaxed) + 1,
+                            std::memory_order_relaxed);
+        m_loaded.store(true, std::memory_order_release);
     }
     /// Note that the values were given up.
-    void MarkUnloaded() { m_loaded = false; }
+    void MarkUnloaded() { m_loaded.store(false, std::memory_order_release); }
 
   private:
     friend class DefaultModule;

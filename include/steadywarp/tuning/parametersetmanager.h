@@ -57,10 +57,7 @@ class STEADYWARP_API ModeEntry {
     /// @return false if memory is exhausted. A path of more than 127 characters is none.
     bool MakePath();
     /// Find the first child with this mode and sub-mode, in file order. @return NULL if none.
-    ModeEntry* FindMode(TuningMode const* step) {
-        Child const* child = Resolve()->m_children.Find(StepKey(*step));
-        return child != nullptr ? child->entry : nullptr;
-    }
+    ModeEntry* FindMode(TuningMode const* step) { return Resolve()->FindModeHere(step); }
     /// Find a chain of descendants that matches `count - index` of the steps, in any order.
     ModeEntry* FindMode(TuningMode const* steps, unsigned int count, unsigned int index);
     /// Write the numeric path from the root. @return false, with an empty text, if it does not fit.
@@ -72,11 +69,16 @@ class STEADYWARP_API ModeEntry {
     /// Find a module by its type name. @return NULL if there is none.
     ParameterModule* FindModule(std::string const* name);
     ParameterModule* FindModule(ParameterTypeKey const& key) {
-        return Resolve()->FindOwnModule(key);
+        return Resolve()->FindModuleHere(key);
     }
     /// @}
+    /// @{
     /// Take a module under its type name. @return false if memory is exhausted.
-    bool AddModule(ParameterModule* module);
+    bool AddModule(ParameterModule* module) {
+        return AddModule(module, ParameterTypeKey(module->GetModuleType()));
+    }
+    bool AddModule(ParameterModule* module, ParameterTypeKey const& key);
+    /// @}
     /// Put a module in the place of the one with its type name. Cannot fail for memory.
     /// @return the module that was there; NULL, with nothing done, if there was none.
     ParameterModule* ReplaceModule(ParameterModule* module);
@@ -133,10 +135,14 @@ class STEADYWARP_API ModeEntry {
         }
         return entry;
     }
-    // As FindModule(), in this very mode.
-    ParameterModule* FindOwnModule(ParameterTypeKey const& key) const {
+    // Without following the links of this very mode.
+    ParameterModule* FindModuleHere(ParameterTypeKey const& key) const {
         ModuleReference const* found = m_modules.Find(key);
         return found != nullptr ? found->module : nullptr;
+    }
+    ModeEntry* FindModeHere(TuningMode const* step) const {
+        Child const* child = m_children.Find(StepKey(*step));
+        return child != nullptr ? child->entry : nullptr;
     }
     ModeEntry* Search(TuningMode const* steps, unsigned int count, unsigned int index,
                       unsigned int* budget);
@@ -358,8 +364,8 @@ class STEADYWARP_API ParameterSetManager : public IModeTable, public IParameterD
     bool ReadSections(const Image& image, unsigned int* pos, unsigned char alignment);
     bool LoadSymbolTable(const Image& image, unsigned char alignment);
     bool CreateModules();
-    bool CreateModule(ModuleData* data);
-    bool AddModule(ParameterModule* module, ModuleData* data);
+    bool CreateModule(ModuleData* data, DefaultModule* defaults);
+    bool AddModule(ParameterModule* module, ModuleData* data, ParameterTypeKey const& key);
     bool LoadFile(char const* fileName);
     bool LoadOpenFile(std::unique_ptr<ParameterBinaryFile> file, char const* fileName);
     bool LoadImage(unsigned char const* buffer, unsigned int length);
@@ -381,6 +387,7 @@ class STEADYWARP_API ParameterSetManager : public IModeTable, public IParameterD
     bool PlaceMode(const ModeRecord& record);
     void CutEndlessLinks();
     // Follow the run of steps at `*index` that are of one mode; `*index` ends up behind them.
+    // `at` is a mode whose links were followed.
     static ModeEntry* NextMode(ModeEntry* at, TuningMode const* branch, unsigned int count,
                                unsigned int* index) {
         const unsigned int first = *index;
@@ -389,8 +396,10 @@ class STEADYWARP_API ParameterSetManager : public IModeTable, public IParameterD
             ++end;
         }
         *index = end;
-        return end == first + 1 ? at->FindMode(branch + first)
-                                : at->FindMode(branch + first, end - first, 0);
+        if (end == first + 1) [[likely]] {
+            return at->FindModeHere(branch + first);
+        }
+        return at->FindMode(branch + first, end - first, 0);
     }
     ModeEntry* FindEntry(TuningMode const* branch, unsigned int count);
 
@@ -406,17 +415,28 @@ class STEADYWARP_API ParameterSetManager : public IModeTable, public IParameterD
     bool LoadPath(ReadAccess& access, TuningMode const* branch, unsigned int count,
                   char const* name);
     bool ReloadIfStill(uint64_t generation);
+    ParameterModule* Select(char const* name, TuningMode const* branch, unsigned int count);
     ParameterModule* SelectModule(char const* name, TuningMode const* branch, unsigned int count);
     bool EnsureLoaded(ParameterModule* module) { return module->IsLoaded() || LoadModule(module); }
     bool LoadModule(ParameterModule* module);
     void ReferenceResult(ParameterModule* module);
-    ParameterModule* LookUp(char const* name, TuningMode const* branch, unsigned int count);
-    ParameterModule* GetModuleOnDemand(char const* name, TuningMode const* branch,
-                                       unsigned int count, ParameterModule* previous);
-    void LogUnusualLookUp(char const* name, TuningMode const* branch, unsigned int count);
-    void LogNotInRoot(char const* name, TuningMode const* branch, unsigned int count);
-    void LogSkipped(char const* name, ModeEntry const* entry);
-    void LogNothingLoaded(char const* name, TuningMode const* branch, unsigned int count);
+    void CheckLookUp(char const* name, TuningMode const* branch, unsigned int count) {
+        const bool usual = count == 0 || (branch != nullptr && branch[0].IsDefault());
+        if (!usual || m_defaultModules.Empty()) [[unlikely]] {
+            LogUnusualLookUp(name, branch, count);
+        }
+    }
+    [[gnu::noinline]] ParameterModule* GetModuleOnDemand(char const* name, TuningMode const* branch,
+                                                         unsigned int count,
+                                                         ParameterModule* previous);
+    // Texts on the stack are nothing that a look-up should pay for.
+    [[gnu::cold, gnu::noinline]] void LogUnusualLookUp(char const* name, TuningMode const* branch,
+                                                       unsigned int count);
+    [[gnu::cold, gnu::noinline]] void LogNotInRoot(char const* name, TuningMode const* branch,
+                                                   unsigned int count);
+    [[gnu::cold, gnu::noinline]] void LogSkipped(char const* name, ModeEntry const* entry);
+    [[gnu::cold, gnu::noinline]] void LogNothingLoaded(char const* name, TuningMode const* branch,
+                                                       unsigned int count);
     template <typename Operation>
     bool WithModule(TuningMode const* branch, unsigned int count, char const* module, bool writes,
                     Operation operation);

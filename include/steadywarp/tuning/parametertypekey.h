@@ -19,10 +19,8 @@ class STEADYWARP_API ParameterTypeKey {
     explicit ParameterTypeKey(char const* moduleName) {
         char const* text = StripPrefix(moduleName);
         const size_t length = std::strlen(text);
-        char shortened[kLongest];
-        if (length > kLongest) {
-            Shorten(shortened, {text, length});
-            Take(shortened, kLongest);
+        if (length > kLongest) [[unlikely]] {
+            TakeShortened({text, length});
         } else {
             Take(text, length);
         }
@@ -34,13 +32,8 @@ class STEADYWARP_API ParameterTypeKey {
     template <typename Entry>
     bool Matches(Entry const& entry) const {
         char const* type = entry.TypeName();
-#pragma GCC unroll 1
-        for (uint32_t i = 0; i < m_count; ++i, type += sizeof m_words[i]) {
-            if (WordAt<uint64_t>(type) != m_words[i]) {
-                return false;
-            }
-        }
-        return true;
+        return WordAt<uint64_t>(type) == m_first &&
+               (!m_isLong || std::memcmp(type + kWord, m_rest, sizeof m_rest) == 0);
     }
 
     /// Find the part of a module name that its type name is made of: what follows a leading
@@ -74,23 +67,30 @@ class STEADYWARP_API ParameterTypeKey {
         return word;
     }
     static char const* StripLetters(char const* moduleName);
+    void TakeShortened(std::string_view rest);
     void Take(char const* text, size_t length) {
-        for (; length >= kWord; length -= kWord, text += kWord) {
-            Add(WordAt<uint64_t>(text));
-        }
-        if (m_count < kLongest / kWord) {
-            Add(PartOfWord(text, length));  // zero for the end of a name that fills its words
+        m_isLong = length >= kWord;
+        m_first = m_isLong ? WordAt<uint64_t>(text) : PartOfWord(text, length);
+        m_hash = Mix(m_first);
+        for (size_t at = kWord; at <= length; at += kWord) {
+            uint64_t& word = m_rest[at / kWord - 1];
+            const size_t left = length - at;
+            word = left >= kWord ? WordAt<uint64_t>(text + at) : PartOfWord(text + at, left);
+            m_hash = Mix(m_hash ^ word);
+            if (at + kWord == kLongest) {
+                break;
+            }
         }
     }
     // Only spreads names over the slots of a map; nothing that leaves the process depends on it.
-    void Add(uint64_t word) {
+    static uint64_t Mix(uint64_t word) {
         constexpr uint64_t kOdd = 0x9E3779B97F4A7C15;  // the golden ratio's digits
-        m_words[m_count++] = word;
-        m_hash = (m_hash ^ word) * kOdd;
-        m_hash ^= m_hash >> 32;
+        word *= kOdd;
+        return word ^ word >> 32;
     }
 
-    uint64_t m_words[kLongest / kWord];  // the characters and zeroes up to the end of a word
-    uint32_t m_count = 0;                // words so far
+    uint64_t m_first = 0;                     // the first characters, zero behind them
+    uint64_t m_rest[kLongest / kWord - 1]{};  // those behind, where there are any
+    bool m_isLong = false;                    // the first word has no room for the nul
     uint64_t m_hash = 0;
 };

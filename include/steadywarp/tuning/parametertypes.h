@@ -126,6 +126,19 @@ class PList {
     /// @return false if memory is exhausted; the list is as it was.
     bool Reserve(uint32_t capacity) { return capacity <= m_capacity || GrowTo(capacity); }
 
+    /// Change the number of elements; new ones are zero bytes. @return as Add().
+    bool Resize(uint32_t count) {
+        if (!Reserve(count)) {
+            return false;
+        }
+        if (count > m_count) {
+            std::memset(static_cast<void*>(m_elements + m_count), 0,
+                        size_t{count - m_count} * sizeof(T));
+        }
+        m_count = count;
+        return true;
+    }
+
     /// Append. @return false if memory is exhausted; the list is as it was.
     bool Add(const T& element) { return Insert(m_count, element); }
 

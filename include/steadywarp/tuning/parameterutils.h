@@ -29,6 +29,16 @@ class STEADYWARP_API ParameterUtils {
                            unsigned int* pos, unsigned int valueSize, unsigned int fieldSize,
                            unsigned char alignment, IParameterLoggingAPI* logger);
 
+    /// Move a position behind a field of `count` bytes and its padding. Positions stop at the
+    /// largest number instead of wrapping, so that every later read fails.
+    static void Advance(unsigned int* pos, unsigned int count, unsigned char alignment) {
+        uint64_t next = uint64_t{*pos} + count;
+        if (alignment > 1 && count % alignment != 0) {
+            next += alignment - count % alignment;
+        }
+        *pos = static_cast<unsigned int>(next < UINT32_MAX ? next : UINT32_MAX);
+    }
+
     /// Tell how many characters a string field at `pos` has before its first nul, or before the end
     /// of the field or of the buffer.
     static unsigned int TextLength(unsigned char const* buffer, unsigned int length,
@@ -116,12 +126,15 @@ class STEADYWARP_API ParameterMutex {
     // The thread's own slot, or NULL if there is none left for it.
     ReaderSlot* SlotOf(Thread self) {
         ReaderSlot& first = m_slots[FirstSlot(self)];
-        return first.owner.load(std::memory_order_relaxed) == self ? &first : SearchSlots(self);
+        if (first.owner.load(std::memory_order_relaxed) == self) [[likely]] {
+            return &first;
+        }
+        return SearchSlots(self);
     }
     ReaderSlot* SearchSlots(Thread self);
     void LockShared(Thread self) {
         ReaderSlot* slot = SlotOf(self);
-        if (slot == nullptr || !TryToRead(*slot, self)) {
+        if (slot == nullptr || !TryToRead(*slot, self)) [[unlikely]] {
             LockSharedSlowly(self, slot);
         }
     }
@@ -131,7 +144,8 @@ class STEADYWARP_API ParameterMutex {
     void UnlockShared(Thread self) {
         ReaderSlot* slot = SlotOf(self);
         const uint32_t held = slot != nullptr ? slot->count.load(std::memory_order_relaxed) : 0;
-        if (held > 1 || (held == 1 && m_waiting.load(std::memory_order_relaxed) == 0)) {
+        const bool nobodyWaits = m_waiting.load(std::memory_order_relaxed) == 0;
+        if (held > 1 || (held == 1 && nobodyWaits)) [[likely]] {
             // With this the last user may destroy the lock, so nothing is touched behind it.
             slot->count.store(held - 1, std::memory_order_release);
         } else {
@@ -161,17 +175,17 @@ class STEADYWARP_API ParameterMutex {
 
 inline bool ParameterMutex::TryToRead(ReaderSlot& slot, Thread self) {
     const uint32_t held = slot.count.load(std::memory_order_relaxed);
-    if (held > 0) {
+    if (held > 0) [[unlikely]] {
         slot.count.store(held + 1, std::memory_order_relaxed);  // nobody else can write now
         return true;
     }
-    if (m_writersFence) {
+    if (m_writersFence) [[likely]] {
         slot.count.store(1, std::memory_order_relaxed);
         std::atomic_signal_fence(std::memory_order_seq_cst);
     } else {
         slot.count.store(1);
     }
-    if (!OthersWrite(self)) {
+    if (!OthersWrite(self)) [[likely]] {
         return true;
     }
     slot.count.store(0);
