@@ -208,10 +208,11 @@ bool ParameterFileSymbolTable::ReadTable(const TableImage& image, bool isModule)
         PARAMETER_LOG_ERROR(Logger(), "Failed to allocate module data list\n");
         return false;
     }
+    const ParameterRecordLayout layout = table.layout;
     bool good = true;
     unsigned int pos = 0;
     for (uint32_t turn = 0; good && turn < table.count; ++turn) {
-        good = ReadRecord(image, isModule, &pos, duplicates);
+        good = ReadRecord(image, layout, &pos, duplicates);
     }
     if (isModule) {
         CloseModuleList();
@@ -224,8 +225,10 @@ bool ParameterFileSymbolTable::ReadTable(const TableImage& image, bool isModule)
 
 // One turn of the pass. A record whose ID is out of range keeps the position where it is, so that
 // the turns that are left meet it again.
-bool ParameterFileSymbolTable::ReadRecord(const TableImage& image, bool isModule, unsigned int* pos,
+bool ParameterFileSymbolTable::ReadRecord(const TableImage& image,
+                                          ParameterRecordLayout const& layout, unsigned int* pos,
                                           Duplicates& duplicates) {
+    const bool isModule = layout.isModule;
     Table& table = isModule ? m_modules : m_data;
     uint32_t id = 0;
     if (uint64_t{*pos} + sizeof id > image.length) {
@@ -240,8 +243,7 @@ bool ParameterFileSymbolTable::ReadRecord(const TableImage& image, bool isModule
     }
     EntryData& lookup = table.lookup[id];
     lookup.pos = *pos;
-    const SymbolRecord record =
-        ReadSymbolRecord(table.layout, image.bytes, image.length, pos, Logger());
+    const SymbolRecord record = ReadSymbolRecord(layout, image.bytes, image.length, pos, Logger());
     CheckDuplicate(record.duplicateId, isModule);
     lookup.duplicateGroup = record.duplicateId;
     if (record.duplicateId != 0 && record.duplicateId <= table.count) {
@@ -401,7 +403,7 @@ void* ParameterFileSymbolTable::AllocateObject(size_t size) {
     return object != nullptr ? std::memset(object, 0, size) : nullptr;
 }
 
-char* ParameterFileSymbolTable::AllocateText(unsigned char const* text, size_t length) {
+char* ParameterFileSymbolTable::AllocateText(char const* text, size_t length) {
     void* room = IsPooled() ? m_pool.Allocate(length + 1) : std::malloc(length + 1);
     auto* copy = static_cast<char*>(room);
     if (copy != nullptr) {

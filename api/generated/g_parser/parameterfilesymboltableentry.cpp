@@ -93,8 +93,11 @@ void ParameterFileSymbolTableEntry::ReportShortRead(size_t size) const {
 
 bool ParameterFileSymbolTableEntry::ReadBuffer(void* value, unsigned int count,
                                                unsigned char alignment) {
-    return ParameterUtils::ReadBuffer(static_cast<unsigned char*>(value), m_data, m_size, &m_pos,
-                                      count, alignment, GetLogger());
+    unsigned int pos = GetPos();
+    const bool good = ParameterUtils::ReadBuffer(static_cast<unsigned char*>(value), m_data, m_size,
+                                                 &pos, count, alignment, GetLogger());
+    m_pos = pos;
+    return good;
 }
 
 unsigned int ParameterFileSymbolTableEntry::ReadEnum(bool* ok, unsigned char alignment) {
@@ -112,18 +115,21 @@ bool ParameterFileSymbolTableEntry::ReadString(char** value, unsigned int count,
     DupObjInfo const* shared = GetDupObject(1, __FILE__, kLocation);
     if (shared != nullptr && shared->Object != nullptr) {
         *value = static_cast<char*>(shared->Object);
-        m_pos = static_cast<uint32_t>(std::min<uint64_t>(uint64_t{m_pos} + count, UINT32_MAX));
+        m_pos += count;
         return true;
     }
     const bool there = m_table != nullptr && m_data != nullptr;
-    const unsigned int length = ParameterUtils::TextLength(m_data, m_size, m_pos, count);
-    *value = there ? m_table->AllocateText(length > 0 ? m_data + m_pos : m_data, length) : nullptr;
+    const uint64_t left = m_pos < m_size ? std::min<uint64_t>(m_size - m_pos, count) : 0;
+    char const* text = reinterpret_cast<char const*>(m_data) + (left > 0 ? m_pos : 0);
+    *value = there ? m_table->AllocateText(text, strnlen(text, left)) : nullptr;
     if (*value == nullptr) {
         PARAMETER_LOG_ERROR(GetLogger(), "Failed to read or allocate a string of %u bytes\n",
                             count);
         return false;
     }
-    ParameterUtils::Advance(&m_pos, count, alignment);
+    unsigned int pos = GetPos();
+    ParameterUtils::Advance(&pos, count, alignment);
+    m_pos = pos;
     SetDupObject(*value, 1, __FILE__, kLocation);
     return true;
 }

@@ -13,7 +13,7 @@
 namespace {
 
 // Stands in front of every module, and tells delete what to do.
-struct alignas(std::max_align_t) Origin {
+struct alignas(ParameterPool::kAlignment) Origin {
     bool pooled;
 };
 

@@ -29,9 +29,3 @@ void ParameterTypeKey::Shorten(char* out, std::string_view rest) {
     out[kLongHead] = '-';
     std::memcpy(out + kLongHead + 1, rest.data() + rest.size() - kLongTail, kLongTail);
 }
-
-void ParameterTypeKey::TakeShortened(std::string_view rest) {
-    char shortened[kLongest];
-    Shorten(shortened, rest);
-    Take(shortened, sizeof shortened);
-}

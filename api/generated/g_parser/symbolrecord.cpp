@@ -37,7 +37,7 @@ ParameterRecordLayout::ParameterRecordLayout(VersionUnion const& fileVersion,
     }
 }
 
-SymbolRecord ReadCutRecord(ParameterRecordLayout const& layout, unsigned char const* buffer,
+SymbolRecord ReadCutRecord(ParameterRecordLayout layout, unsigned char const* buffer,
                            unsigned int length, unsigned int* pos, IParameterLoggingAPI* logger) {
     const uint64_t left = buffer != nullptr && *pos < length ? length - *pos : 0;
     ParameterRecordLayout::Field const* cut = layout.fields;

@@ -44,7 +44,7 @@ inline SymbolRecord DecodeSymbolRecord(ParameterRecordLayout const& layout,
 }
 
 /// As ReadSymbolRecord(), for a record that ends too early.
-SymbolRecord ReadCutRecord(ParameterRecordLayout const& layout, unsigned char const* buffer,
+SymbolRecord ReadCutRecord(ParameterRecordLayout layout, unsigned char const* buffer,
                            unsigned int length, unsigned int* pos, IParameterLoggingAPI* logger);
 
 /// Read the record at `*pos`, which ends up behind it. One that is cut short has a line in the log,

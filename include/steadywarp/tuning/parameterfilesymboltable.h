@@ -128,7 +128,7 @@ class STEADYWARP_API ParameterFileSymbolTable {
     /// Room for an object behind a pointer, all zero. @return NULL if memory is exhausted.
     void* AllocateObject(size_t size);
     /// A copy of `length` characters with a nul behind them, as AllocateObject() gives room.
-    char* AllocateText(unsigned char const* text, size_t length);
+    char* AllocateText(char const* text, size_t length);
     /// Give back an object that AllocateObject() gave; in buffer mode it stays with the table.
     void FreeObject(void* object) {
         if (!IsPooled()) {
@@ -200,7 +200,7 @@ class STEADYWARP_API ParameterFileSymbolTable {
     bool AllocateTable(Table& table);
     bool LoadTable(unsigned char const* buffer, bool isModule, uint32_t offset, uint32_t size);
     bool ReadTable(const TableImage& image, bool isModule);
-    bool ReadRecord(const TableImage& image, bool isModule, unsigned int* pos,
+    bool ReadRecord(const TableImage& image, ParameterRecordLayout const& layout, unsigned int* pos,
                     Duplicates& duplicates);
     void CheckDuplicate(uint32_t duplicateId, bool isModule) const;
     bool LocatePayload(uint32_t offset, uint32_t size, uint32_t dataOffset, uint64_t* start) const;

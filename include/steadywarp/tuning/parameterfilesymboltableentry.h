@@ -45,20 +45,19 @@ class STEADYWARP_API ParameterFileSymbolTableEntry {
         m_duplicateId = duplicateId;
         m_data = data;
         m_pos = 0;
-        m_size = size;
+        m_size = data != nullptr ? size : 0;
     }
 
     /// Read a number of 4 or 8 bytes; a failed read moves nothing and is logged.
     template <typename T>
     bool ReadScalar(T& value, unsigned char alignment) {
         static_assert(std::is_arithmetic_v<T>);
-        if (m_data == nullptr || uint64_t{m_pos} + sizeof(T) > m_size) {
+        if (m_pos + sizeof(T) > m_size) {
             ReportShortRead(sizeof(T));
             return false;
         }
         std::memcpy(&value, m_data + m_pos, sizeof(T));
-        const uint64_t next = uint64_t{m_pos} + std::max<size_t>(alignment, sizeof(T));
-        m_pos = static_cast<uint32_t>(std::min<uint64_t>(next, UINT32_MAX));
+        m_pos += std::max<size_t>(alignment, sizeof(T));
         return true;
     }
 
@@ -82,7 +81,8 @@ class STEADYWARP_API ParameterFileSymbolTableEntry {
     uint32_t GetID() const { return m_id; }
     uint32_t GetDuplicateID() const { return m_duplicateId; }
     unsigned char const* GetPayload() const { return m_data; }
-    uint32_t GetPos() const { return m_pos; }
+    /// Stops at the largest number; every read behind the end fails.
+    uint32_t GetPos() const { return static_cast<uint32_t>(std::min<uint64_t>(m_pos, UINT32_MAX)); }
     uint32_t GetSize() const { return m_size; }
     /// What Load() found out of a module record that has a mode; NULL for any other entry.
     ModuleData const* GetModuleData() const { return m_moduleData; }
@@ -103,8 +103,8 @@ class STEADYWARP_API ParameterFileSymbolTableEntry {
     uint32_t m_duplicateId = 0;
     unsigned char const* m_data = nullptr;
     char const* m_owner = nullptr;  // file name if the payload is this entry's own
-    uint32_t m_pos = 0;
-    uint32_t m_size = 0;
+    uint64_t m_pos = 0;
+    uint32_t m_size = 0;                 // 0 without a payload
     ModuleData* m_moduleData = nullptr;  // in the room behind it
     alignas(ModuleData) unsigned char m_room[sizeof(ModuleData)];
     static_assert(std::is_trivially_destructible_v<ModuleData>);

@@ -22,7 +22,9 @@ class STEADYWARP_API ParameterPool {
     ParameterPool(const ParameterPool&) = delete;
     ParameterPool& operator=(const ParameterPool&) = delete;
 
-    /// Room for `size` bytes, aligned for every type, with any content. @return NULL if memory is
+    static constexpr size_t kAlignment = 8;  ///< enough for whatever a file holds
+
+    /// Room for `size` bytes, aligned to `kAlignment`, with any content. @return NULL if memory is
     ///         exhausted.
     void* Allocate(size_t size) {
         const size_t rounded = RoundUp(size);
@@ -39,13 +41,13 @@ class STEADYWARP_API ParameterPool {
     void Rewind(Mark const& mark);
 
   private:
-    struct alignas(std::max_align_t) Block {
+    struct alignas(kAlignment) Block {
         Block* before;
         size_t size;
     };
 
     static constexpr size_t RoundUp(size_t size) {
-        return (size + alignof(std::max_align_t) - 1) & ~(alignof(std::max_align_t) - 1);
+        return (size + kAlignment - 1) & ~(kAlignment - 1);
     }
     void* AllocateBlock(size_t size);
 

@@ -6,6 +6,7 @@
 #include <new>
 
 #include "steadywarp/tuning/parametermodule.h"
+#include "steadywarp/tuning/parameterpool.h"
 #include "steadywarp/tuning/parameterstructure.h"
 
 /// What the classes of modules differ in.
@@ -49,6 +50,9 @@ class STEADYWARP_API ParameterDescribedModule : public ParameterModule {
 /// that a `Type*` given out leads back to its module by a fixed displacement.
 template <typename Type>
 class ParameterTypeClass final : public ParameterDescribedModule, public Type {
+    static_assert(alignof(Type) <= ParameterPool::kAlignment &&
+                  alignof(ParameterModule) <= ParameterPool::kAlignment);
+
   public:
     /// Make the class object of a catalogue.
     explicit ParameterTypeClass(char const* name) : ParameterTypeClass(name, nullptr) {}

@@ -18,11 +18,21 @@ class STEADYWARP_API ParameterTypeKey {
     /// @param moduleName full name of a module; not kept.
     explicit ParameterTypeKey(char const* moduleName) {
         char const* text = StripPrefix(moduleName);
-        const size_t length = std::strlen(text);
+        size_t length = std::strlen(text);
+        char shortened[kLongest];
         if (length > kLongest) [[unlikely]] {
-            TakeShortened({text, length});
-        } else {
-            Take(text, length);
+            Shorten(shortened, {text, length});
+            text = shortened;
+            length = kLongest;
+        }
+        m_isLong = length >= kWord;
+        m_words[0] = WordOf(text, length, 0);
+        m_hash = Mix(m_words[0]);
+        if (m_isLong) {
+            m_words[1] = WordOf(text, length, 1);
+            m_words[2] = WordOf(text, length, 2);
+            m_words[3] = WordOf(text, length, 3);
+            m_hash = Mix(Mix(Mix(m_hash ^ m_words[1]) ^ m_words[2]) ^ m_words[3]);
         }
     }
 
@@ -32,8 +42,10 @@ class STEADYWARP_API ParameterTypeKey {
     template <typename Entry>
     bool Matches(Entry const& entry) const {
         char const* type = entry.TypeName();
-        return WordAt<uint64_t>(type) == m_first &&
-               (!m_isLong || std::memcmp(type + kWord, m_rest, sizeof m_rest) == 0);
+        const auto same = [&](size_t i) {
+            return WordAt<uint64_t>(type + i * kWord) == m_words[i];
+        };
+        return same(0) && (!m_isLong || (same(1) && same(2) && same(3)));
     }
 
     /// Find the part of a module name that its type name is made of: what follows a leading
@@ -67,20 +79,12 @@ class STEADYWARP_API ParameterTypeKey {
         return word;
     }
     static char const* StripLetters(char const* moduleName);
-    void TakeShortened(std::string_view rest);
-    void Take(char const* text, size_t length) {
-        m_isLong = length >= kWord;
-        m_first = m_isLong ? WordAt<uint64_t>(text) : PartOfWord(text, length);
-        m_hash = Mix(m_first);
-        for (size_t at = kWord; at <= length; at += kWord) {
-            uint64_t& word = m_rest[at / kWord - 1];
-            const size_t left = length - at;
-            word = left >= kWord ? WordAt<uint64_t>(text + at) : PartOfWord(text + at, left);
-            m_hash = Mix(m_hash ^ word);
-            if (at + kWord == kLongest) {
-                break;
-            }
+    static uint64_t WordOf(char const* text, size_t length, size_t index) {
+        const size_t at = index * kWord;
+        if (length >= at + kWord) {
+            return WordAt<uint64_t>(text + at);
         }
+        return length > at ? PartOfWord(text + at, length - at) : 0;
     }
     // Only spreads names over the slots of a map; nothing that leaves the process depends on it.
     static uint64_t Mix(uint64_t word) {
@@ -89,8 +93,7 @@ class STEADYWARP_API ParameterTypeKey {
         return word ^ word >> 32;
     }
 
-    uint64_t m_first = 0;                     // the first characters, zero behind them
-    uint64_t m_rest[kLongest / kWord - 1]{};  // those behind, where there are any
-    bool m_isLong = false;                    // the first word has no room for the nul
-    uint64_t m_hash = 0;
+    uint64_t m_words[kLongest / kWord];  // the characters, zero behind them; a short name has one
+    bool m_isLong;                       // the first word has no room for the nul
+    uint64_t m_hash;
 };

@@ -7,7 +7,6 @@
 /// Sums of offsets and lengths are made in 64 bits, so that none wraps.
 #pragma once
 
-#include <pthread.h>
 #include <sys/stat.h>
 
 #include <array>
@@ -118,7 +117,7 @@ class STEADYWARP_API ParameterMutex {
     };
     static constexpr size_t kSlots = 16;
 
-    static Thread Self() { return static_cast<Thread>(pthread_self()); }
+    static Thread Self() { return reinterpret_cast<Thread>(__builtin_thread_pointer()); }
     static size_t FirstSlot(Thread self) {
         constexpr uint64_t kOdd = 0x9E3779B97F4A7C15;  // the golden ratio's digits
         return (uint64_t{self} * kOdd >> 32) % kSlots;
@@ -145,7 +144,7 @@ class STEADYWARP_API ParameterMutex {
         ReaderSlot* slot = SlotOf(self);
         const uint32_t held = slot != nullptr ? slot->count.load(std::memory_order_relaxed) : 0;
         const bool nobodyWaits = m_waiting.load(std::memory_order_relaxed) == 0;
-        if (held > 1 || (held == 1 && nobodyWaits)) [[likely]] {
+        if (held > 0 && (nobodyWaits || held > 1)) [[likely]] {
             // With this the last user may destroy the lock, so nothing is touched behind it.
             slot->count.store(held - 1, std::memory_order_release);
         } else {
