@@ -29,13 +29,13 @@ class ParameterHashMap {
     template <typename Key>
     Entry* Find(Key const& key) const {
         const uint32_t hash = key.Hash();
-        for (uint32_t slot = hash & m_mask; m_index[slot] != 0; slot = (slot + 1) & m_mask) {
-            Entry& entry = m_entries[m_index[slot] - 1];
-            if (entry.hash == hash && key.Matches(entry)) {
-                return &entry;
-            }
+        uint32_t slot = hash & m_mask;
+        Entry* entry = m_index[slot];
+        while (entry != nullptr && (entry->hash != hash || !key.Matches(*entry))) {
+            slot = (slot + 1) & m_mask;
+            entry = m_index[slot];
         }
-        return nullptr;
+        return entry;
     }
 
     /// Append an entry; there must be none of its key. @return NULL if memory is exhausted.
@@ -47,26 +47,26 @@ class ParameterHashMap {
         Entry* entry = new (m_entries + m_count) Entry(item);
         entry->hash = key.Hash();
         ++m_count;
-        EnterInIndex(m_count);
+        EnterInIndex(entry);
         return entry;
     }
 
   private:
     static constexpr uint32_t kFirstCapacity = 4;
     // The index of a map without entries, which is never written.
-    static inline uint32_t s_none = 0;
+    static inline Entry* s_none = nullptr;
 
     void ClearIndex() { std::memset(m_index, 0, 2 * m_capacity * sizeof *m_index); }
-    void EnterInIndex(uint32_t number) {
-        uint32_t slot = m_entries[number - 1].hash & m_mask;
-        while (m_index[slot] != 0) {
+    void EnterInIndex(Entry* entry) {
+        uint32_t slot = entry->hash & m_mask;
+        while (m_index[slot] != nullptr) {
             slot = (slot + 1) & m_mask;
         }
-        m_index[slot] = number;
+        m_index[slot] = entry;
     }
     bool Grow(ParameterPool& pool) {
         const uint32_t capacity = m_capacity == 0 ? kFirstCapacity : 2 * m_capacity;
-        void* room = pool.Allocate(capacity * (sizeof(Entry) + 2 * sizeof(uint32_t)));
+        void* room = pool.Allocate(capacity * (sizeof(Entry) + 2 * sizeof(Entry*)));
         if (room == nullptr) {
             return false;
         }
@@ -75,19 +75,19 @@ class ParameterHashMap {
             new (entries + i) Entry(m_entries[i]);
         }
         m_entries = entries;
-        m_index = reinterpret_cast<uint32_t*>(entries + capacity);
+        m_index = reinterpret_cast<Entry**>(entries + capacity);
         m_capacity = capacity;
         m_mask = 2 * capacity - 1;
         ClearIndex();
-        for (uint32_t number = 1; number <= m_count; ++number) {
-            EnterInIndex(number);
+        for (Entry* entry = begin(); entry != end(); ++entry) {
+            EnterInIndex(entry);
         }
         return true;
     }
 
     Entry* m_entries = nullptr;
-    uint32_t* m_index = &s_none;  // two slots for each entry: its number from 1, or 0
-    uint32_t m_mask = 0;          // of the slots
+    Entry** m_index = &s_none;  // two slots for each entry there is room for
+    uint32_t m_mask = 0;        // of the slots
     uint32_t m_count = 0;
     uint32_t m_capacity = 0;
 };
